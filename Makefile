@@ -1,0 +1,40 @@
+# The two set-up commands of the README are `make run` and `make test`; both install what they
+# need through scripts/bootstrap first.
+
+JOBS ?= $(shell nproc)
+SECONDS ?= 60
+
+.PHONY: all bootstrap configure build test run bench fuzz asan clean
+
+all: build
+
+bootstrap:
+	@scripts/bootstrap
+
+configure: bootstrap
+	@cmake --preset default >/dev/null
+
+build: configure
+	@cmake --build build -j $(JOBS)
+
+test: build
+	@ctest --test-dir build --output-on-failure -j $(JOBS)
+
+run: build
+	@scripts/run
+
+bench: build
+	@scripts/bench
+
+fuzz: bootstrap
+	@cmake --preset fuzz >/dev/null
+	@cmake --build build-fuzz -j $(JOBS)
+	@scripts/fuzz $(SECONDS)
+
+asan: bootstrap
+	@cmake --preset asan >/dev/null
+	@cmake --build build-asan -j $(JOBS)
+	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -L unit
+
+clean:
+	rm -rf build build-fuzz build-asan

@@ -1,0 +1,62 @@
+#include "JsonReader.h"
+
+namespace quillvane::json {
+
+void fail(std::string_view context, simdjson::error_code error) {
+    fail(context, simdjson::error_message(error));
+}
+
+void fail(std::string_view context, std::string_view reason) {
+    std::string text = "JSON decoding failed at ";
+    text.append(context);
+    text.append(": ");
+    text.append(reason);
+    throw JsonError(text);
+}
+
+void requireEnd(Document& document) {
+    if (document.current_location().error() != simdjson::OUT_OF_BOUNDS)
+        fail("document", "unexpected content after the top-level value");
+}
+
+void missingKey(std::string_view key) { fail(key, "required key is missing"); }
+
+bool isNull(Value& value) {
+    bool null = false;
+    // is_null() reports an error only for a malformed token; the typed read that follows reports it
+    // with the key's name.
+    if (value.is_null().get(null))
+        return false;
+    return null;
+}
+
+std::string readString(Value& value, std::string_view key) {
+    return std::string(take(value.get_string(), key));
+}
+
+std::int64_t readInt64(Value& value, std::string_view key) { return take(value.get_int64(), key); }
+
+std::uint64_t readUInt64(Value& value, std::string_view key) {
+    return take(value.get_uint64(), key);
+}
+
+std::uint16_t readUInt16(Value& value, std::string_view key) {
+    const std::uint64_t number = readUInt64(value, key);
+    if (number > 0xFFFF)
+        fail(key, "number does not fit an unsigned 16-bit integer");
+    return static_cast<std::uint16_t>(number);
+}
+
+double readDouble(Value& value, std::string_view key) { return take(value.get_double(), key); }
+
+bool readBool(Value& value, std::string_view key) { return take(value.get_bool(), key); }
+
+Uuid readUuid(Value& value, std::string_view key) {
+    const std::string_view text = take(value.get_string(), key);
+    const auto id = Uuid::parse(text);
+    if (!id)
+        fail(key, "not a UUID");
+    return *id;
+}
+
+} // namespace quillvane::json

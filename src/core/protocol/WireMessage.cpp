@@ -1,0 +1,341 @@
+#include "WireMessage.h"
+
+#include <array>
+
+#include "protocol/Base64.h"
+#include "protocol/JsonReader.h"
+#include "protocol/JsonWriter.h"
+
+namespace quillvane {
+
+const std::size_t kJsonPadding = simdjson::SIMDJSON_PADDING;
+
+namespace {
+
+constexpr std::array<std::string_view, 16> kKindNames = {
+    "hello", "welcome", "heartbeat", "move",  "scroll",     "click",     "drag",   "key",
+    "text",  "voiceBegin", "voiceReady", "audio", "voiceEnd", "voiceDone", "cancel", "failure",
+};
+
+constexpr std::array<std::string_view, 7> kPhaseNames = {
+    "began", "changed", "ended", "cancelled", "momentumBegan", "momentumChanged", "momentumEnded",
+};
+
+// Base64 text is plain ASCII, so its raw JSON token is normally the text itself. Encoders that
+// escape "/" as "\/" (common on the phone's side) and \u escapes are undone here; any other escape
+// cannot stand for a Base64 character.
+bool unescapeBase64(std::string_view raw, std::string& out) {
+    out.clear();
+    out.reserve(raw.size());
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        if (raw[i] != '\\') {
+            out.push_back(raw[i]);
+            continue;
+        }
+        if (++i == raw.size())
+            return false;
+        if (raw[i] == '/') {
+            out.push_back('/');
+        } else if (raw[i] == 'u' && i + 4 < raw.size()) {
+            unsigned value = 0;
+            for (int k = 1; k <= 4; ++k) {
+                const char c = raw[i + k];
+                const int digit = c >= '0' && c <= '9'   ? c - '0'
+                                  : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                  : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                         : -1;
+                if (digit < 0)
+                    return false;
+                value = value * 16 + static_cast<unsigned>(digit);
+            }
+            if (value >= 0x80)
+                return false;
+            out.push_back(static_cast<char>(value));
+            i += 4;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+Bytes readPcm(json::Value& value) {
+    // raw_json_token() is the string token with its quotes, possibly followed by white space.
+    std::string_view raw = value.raw_json_token();
+    if (raw.empty() || raw.front() != '"')
+        json::fail("pcm", "expected a string");
+    // Consume the value so that the object iteration moves past it.
+    json::take(value.get_raw_json_string(), "pcm");
+    while (!raw.empty() && raw.back() != '"')
+        raw.remove_suffix(1);
+    if (raw.size() < 2)
+        json::fail("pcm", "unterminated string");
+    raw = raw.substr(1, raw.size() - 2);
+
+    Bytes bytes;
+    bool ok;
+    if (raw.find('\\') == std::string_view::npos) {
+        ok = base64Decode(raw, bytes);
+    } else {
+        std::string unescaped;
+        ok = unescapeBase64(raw, unescaped) && base64Decode(unescaped, bytes);
+    }
+    if (!ok)
+        json::fail("pcm", "not valid Base64");
+    return bytes;
+}
+
+std::vector<TrackpadVector> readSamples(json::Value& value) {
+    std::vector<TrackpadVector> samples;
+    auto array = json::take(value.get_array(), "movementSamples");
+    for (auto element : array) {
+        auto sample = json::take(std::move(element), "movementSamples");
+        auto object = json::take(sample.get_object(), "movementSamples");
+        std::optional<double> x;
+        std::optional<double> y;
+        for (auto field : object) {
+            auto member = json::take(std::move(field), "movementSamples");
+            const std::string_view key = json::take(member.unescaped_key(), "movementSamples");
+            auto v = member.value();
+            json::Value inner = json::take(std::move(v), "movementSamples");
+            if (key == "x")
+                x = json::readDouble(inner, "movementSamples.x");
+            else if (key == "y")
+                y = json::readDouble(inner, "movementSamples.y");
+        }
+        if (!x)
+            json::missingKey("movementSamples.x");
+        if (!y)
+            json::missingKey("movementSamples.y");
+        samples.push_back({*x, *y});
+    }
+    return samples;
+}
+
+template <class Field, class Read>
+void readOptional(json::Value& value, std::optional<Field>& field, Read read) {
+    if (json::isNull(value))
+        field.reset();
+    else
+        field = read(value);
+}
+
+void readField(WireMessage& message, std::string_view key, json::Value& value, bool& haveKind,
+               bool& haveVersion) {
+    switch (key.size()) {
+    case 1:
+        if (key == "x")
+            return readOptional(value, message.x, [](auto& v) { return json::readDouble(v, "x"); });
+        if (key == "y")
+            return readOptional(value, message.y, [](auto& v) { return json::readDouble(v, "y"); });
+        return;
+    case 3:
+        if (key == "pcm")
+            return readOptional(value, message.pcm, [](auto& v) { return readPcm(v); });
+        return;
+    case 4:
+        if (key == "kind") {
+            const std::string_view name = json::take(value.get_string(), "kind");
+            const auto kind = kindFromString(name);
+            if (!kind)
+                json::fail("kind", "unknown message kind");
+            message.kind = *kind;
+            haveKind = true;
+        } else if (key == "text") {
+            readOptional(value, message.text, [](auto& v) { return json::readString(v, "text"); });
+        } else if (key == "flag") {
+            readOptional(value, message.flag, [](auto& v) { return json::readBool(v, "flag"); });
+        }
+        return;
+    case 6:
+        if (key == "client")
+            return readOptional(value, message.client,
+                                [](auto& v) { return json::readUuid(v, "client"); });
+        return;
+    case 7:
+        if (key == "version") {
+            message.version = json::readInt64(value, "version");
+            haveVersion = true;
+        } else if (key == "channel") {
+            readOptional(value, message.channel,
+                         [](auto& v) { return json::readString(v, "channel"); });
+        } else if (key == "session") {
+            readOptional(value, message.session,
+                         [](auto& v) { return json::readUuid(v, "session"); });
+        } else if (key == "keyCode") {
+            readOptional(value, message.keyCode,
+                         [](auto& v) { return json::readUInt16(v, "keyCode"); });
+        }
+        return;
+    case 8:
+        if (key == "sequence")
+            return readOptional(value, message.sequence,
+                                [](auto& v) { return json::readInt64(v, "sequence"); });
+        return;
+    case 9:
+        if (key == "modifiers")
+            return readOptional(value, message.modifiers,
+                                [](auto& v) { return json::readUInt64(v, "modifiers"); });
+        return;
+    case 11:
+        if (key == "scrollPhase")
+            return readOptional(value, message.scrollPhase, [](auto& v) {
+                const auto phase = scrollPhaseFromString(json::take(v.get_string(), "scrollPhase"));
+                if (!phase)
+                    json::fail("scrollPhase", "unknown scroll phase");
+                return *phase;
+            });
+        return;
+    case 15:
+        if (key == "movementSamples")
+            return readOptional(value, message.movementSamples,
+                                [](auto& v) { return readSamples(v); });
+        if (key == "continuingClick")
+            return readOptional(value, message.continuingClick,
+                                [](auto& v) { return json::readBool(v, "continuingClick"); });
+        return;
+    case 19:
+        if (key == "doubleClickInterval")
+            return readOptional(value, message.doubleClickInterval,
+                                [](auto& v) { return json::readDouble(v, "doubleClickInterval"); });
+        return;
+    default:
+        return;
+    }
+}
+
+} // namespace
+
+std::string_view toString(WireMessage::Kind kind) { return kKindNames[static_cast<int>(kind)]; }
+
+std::optional<WireMessage::Kind> kindFromString(std::string_view text) {
+    for (std::size_t i = 0; i < kKindNames.size(); ++i)
+        if (kKindNames[i] == text)
+            return static_cast<WireMessage::Kind>(i);
+    return std::nullopt;
+}
+
+std::string_view toString(TrackpadScrollPhase phase) {
+    return kPhaseNames[static_cast<int>(phase)];
+}
+
+std::optional<TrackpadScrollPhase> scrollPhaseFromString(std::string_view text) {
+    for (std::size_t i = 0; i < kPhaseNames.size(); ++i)
+        if (kPhaseNames[i] == text)
+            return static_cast<TrackpadScrollPhase>(i);
+    return std::nullopt;
+}
+
+void WireMessage::appendJson(std::string& out) const {
+    JsonWriter w(out);
+    w.beginObject();
+    w.key("kind");
+    w.string(toString(kind));
+    w.key("version");
+    w.integer(version);
+    if (channel) {
+        w.key("channel");
+        w.string(*channel);
+    }
+    if (client) {
+        w.key("client");
+        w.uuid(*client);
+    }
+    if (session) {
+        w.key("session");
+        w.uuid(*session);
+    }
+    if (sequence) {
+        w.key("sequence");
+        w.integer(*sequence);
+    }
+    if (x) {
+        w.key("x");
+        w.number(*x);
+    }
+    if (y) {
+        w.key("y");
+        w.number(*y);
+    }
+    if (movementSamples) {
+        w.key("movementSamples");
+        w.beginArray();
+        for (const auto& sample : *movementSamples) {
+            w.beginObject();
+            w.key("x");
+            w.number(sample.x);
+            w.key("y");
+            w.number(sample.y);
+            w.endObject();
+        }
+        w.endArray();
+    }
+    if (scrollPhase) {
+        w.key("scrollPhase");
+        w.string(toString(*scrollPhase));
+    }
+    if (keyCode) {
+        w.key("keyCode");
+        w.unsignedInteger(*keyCode);
+    }
+    if (modifiers) {
+        w.key("modifiers");
+        w.unsignedInteger(*modifiers);
+    }
+    if (text) {
+        w.key("text");
+        w.string(*text);
+    }
+    if (flag) {
+        w.key("flag");
+        w.boolean(*flag);
+    }
+    if (continuingClick) {
+        w.key("continuingClick");
+        w.boolean(*continuingClick);
+    }
+    if (doubleClickInterval) {
+        w.key("doubleClickInterval");
+        w.number(*doubleClickInterval);
+    }
+    if (pcm) {
+        w.key("pcm");
+        w.base64(*pcm);
+    }
+    w.endObject();
+}
+
+std::string WireMessage::toJson() const {
+    std::string out;
+    appendJson(out);
+    return out;
+}
+
+WireMessage WireMessage::fromPaddedJson(const char* json, std::size_t length) {
+    return json::parsePadded(json, length, [](json::Document& document) {
+        WireMessage message;
+        bool haveKind = false;
+        bool haveVersion = false;
+        auto object = json::take(document.get_object(), "message");
+        for (auto field : object) {
+            auto member = json::take(std::move(field), "message");
+            const std::string_view key = json::take(member.unescaped_key(), "message");
+            json::Value value = json::take(member.value(), key);
+            readField(message, key, value, haveKind, haveVersion);
+        }
+        if (!haveKind)
+            json::missingKey("kind");
+        if (!haveVersion)
+            json::missingKey("version");
+        return message;
+    });
+}
+
+WireMessage WireMessage::fromJson(std::string_view json) {
+    thread_local std::string buffer;
+    buffer.assign(json);
+    buffer.append(kJsonPadding, ' ');
+    return fromPaddedJson(buffer.data(), json.size());
+}
+
+} // namespace quillvane
