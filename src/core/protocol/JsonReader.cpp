@@ -21,6 +21,19 @@ void requireEnd(Document& document) {
 
 void missingKey(std::string_view key) { fail(key, "required key is missing"); }
 
+std::string_view fieldKey(simdjson::ondemand::field& field, std::string_view context) {
+    const char* raw = field.key().raw();
+    const char* end = raw;
+    // The document's strings were validated when it was indexed, so a closing quote follows.
+    while (*end != '"' && *end != '\\')
+        ++end;
+    if (*end == '"')
+        return {raw, static_cast<std::size_t>(end - raw)};
+    return take(field.unescaped_key(), context);
+}
+
+std::string_view implementationName() { return simdjson::builtin_implementation()->name(); }
+
 bool isNull(Value& value) {
     bool null = false;
     // is_null() reports an error only for a malformed token; the typed read that follows reports it

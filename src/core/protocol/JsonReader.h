@@ -80,4 +80,11 @@ Uuid readUuid(Value& value, std::string_view key);
 
 [[noreturn]] void missingKey(std::string_view key);
 
+// The field's key. Keys without escapes (all keys in practice) are read in place; only a key that
+// holds an escape is unescaped into the parser's string buffer.
+std::string_view fieldKey(simdjson::ondemand::field& field, std::string_view context);
+
+// Name of the simdjson kernel compiled in (for benchmarks and diagnostics).
+std::string_view implementationName();
+
 } // namespace quillvane::json

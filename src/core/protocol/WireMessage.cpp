@@ -87,6 +87,7 @@ Bytes readPcm(json::Value& value) {
 
 std::vector<TrackpadVector> readSamples(json::Value& value) {
     std::vector<TrackpadVector> samples;
+    samples.reserve(64); // the largest batch a controller sends
     auto array = json::take(value.get_array(), "movementSamples");
     for (auto element : array) {
         auto sample = json::take(std::move(element), "movementSamples");
@@ -95,9 +96,8 @@ std::vector<TrackpadVector> readSamples(json::Value& value) {
         std::optional<double> y;
         for (auto field : object) {
             auto member = json::take(std::move(field), "movementSamples");
-            const std::string_view key = json::take(member.unescaped_key(), "movementSamples");
-            auto v = member.value();
-            json::Value inner = json::take(std::move(v), "movementSamples");
+            const std::string_view key = json::fieldKey(member, "movementSamples");
+            json::Value inner = member.value();
             if (key == "x")
                 x = json::readDouble(inner, "movementSamples.x");
             else if (key == "y")
@@ -319,8 +319,8 @@ WireMessage WireMessage::fromPaddedJson(const char* json, std::size_t length) {
         auto object = json::take(document.get_object(), "message");
         for (auto field : object) {
             auto member = json::take(std::move(field), "message");
-            const std::string_view key = json::take(member.unescaped_key(), "message");
-            json::Value value = json::take(member.value(), key);
+            const std::string_view key = json::fieldKey(member, "message");
+            json::Value value = member.value();
             readField(message, key, value, haveKind, haveVersion);
         }
         if (!haveKind)

@@ -1,0 +1,30 @@
+// Decodes arbitrary text as a WireMessage. Anything accepted must encode again, and the encoding
+// must decode to an equal message: what the host reads it can always write back.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "protocol/PadError.h"
+#include "protocol/WireMessage.h"
+
+using namespace quillvane;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    WireMessage message;
+    try {
+        message = WireMessage::fromJson(text);
+    } catch (const JsonError&) {
+        return 0;
+    }
+    std::string json;
+    try {
+        json = message.toJson();
+    } catch (const JsonError&) {
+        std::abort(); // decoded values are finite and valid UTF-8, so they always encode
+    }
+    if (WireMessage::fromJson(json) != message)
+        std::abort();
+    return 0;
+}
