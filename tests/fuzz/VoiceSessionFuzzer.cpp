@@ -1,0 +1,246 @@
+// Drives VoiceSession with arbitrary sequences of voice traffic (begin, audio with exact, nearby
+// and wild sequence numbers and sizes, voiceEnd, playback notices in and out of order, time
+// passing, cancel) and checks after every step that the backlog bookkeeping holds and that each
+// call was accepted or refused exactly as the admission rules say, leaving a refused session
+// untouched.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <numeric>
+#include <optional>
+#include <string>
+
+#include "protocol/PadError.h"
+#include "voice/VoiceReceiveFailure.h"
+#include "voice/VoiceSession.h"
+
+using namespace quillvane;
+
+namespace {
+
+#define REQUIRE(condition)                                                                         \
+    do {                                                                                           \
+        if (!(condition))                                                                          \
+            __builtin_trap();                                                                      \
+    } while (0)
+
+// Reads the input front to back; an exhausted input reads as zeros.
+class Reader {
+public:
+    Reader(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) {}
+
+    bool empty() const { return m_size == 0; }
+    std::uint8_t byte() {
+        if (m_size == 0)
+            return 0;
+        --m_size;
+        return *m_data++;
+    }
+    std::uint16_t u16() {
+        const std::uint8_t high = byte();
+        return static_cast<std::uint16_t>(high << 8 | byte());
+    }
+    std::int64_t i64() {
+        std::uint64_t value = 0;
+        for (int i = 0; i < 8; ++i)
+            value = value << 8 | byte();
+        std::int64_t result;
+        std::memcpy(&result, &value, sizeof result);
+        return result;
+    }
+
+private:
+    const std::uint8_t* m_data;
+    std::size_t m_size;
+};
+
+const Uuid ids[2] = {Uuid::fromRandomBytes({1}), Uuid::fromRandomBytes({2})};
+
+// Mostly the expected number, sometimes a near miss either way.
+std::int64_t nearby(std::int64_t expected, std::uint8_t choice) {
+    return choice < 192 ? expected : expected + static_cast<std::int8_t>(choice - 224);
+}
+
+std::optional<VoiceReceiveFailure::Detail>
+predictReceive(const VoiceSession& s, const Uuid& id, std::int64_t sequence, std::int64_t samples) {
+    if (s.id() != id)
+        return VoiceReceiveFailure::InactiveSession{};
+    if (s.isEnding())
+        return VoiceReceiveFailure::AlreadyEnding{};
+    if (sequence != s.nextSequence())
+        return VoiceReceiveFailure::UnexpectedSequence{s.nextSequence(), sequence};
+    if (samples < 1 || samples > VoiceSession::maximumPacketSamples)
+        return VoiceReceiveFailure::InvalidSamples{samples};
+    if (s.pendingSamples() + samples > VoiceSession::maximumPendingSamples)
+        return VoiceReceiveFailure::PlaybackBacklog{s.pendingSamples(), samples};
+    return std::nullopt;
+}
+
+struct Harness {
+    VoiceSession session;
+    double now = 100.0;
+    // Packets handed to playback, in scheduling order, with the utterance they belong to. Entries
+    // of abandoned utterances stay and come back as late notices.
+    std::deque<std::pair<Uuid, std::int64_t>> scheduled;
+
+    void begin(const Uuid& id) {
+        const VoiceSession before = session;
+        try {
+            session.begin(id, now);
+        } catch (const PadError&) {
+            REQUIRE(before.id().has_value());
+            REQUIRE(session == before);
+            return;
+        }
+        REQUIRE(!before.id().has_value());
+        REQUIRE(session.id() == id && !session.isEnding() && session.nextSequence() == 0);
+        REQUIRE(session.pending().empty() && session.lastActivity() == now);
+    }
+
+    void receive(const Uuid& id, std::int64_t sequence, std::int64_t samples) {
+        const VoiceSession before = session;
+        const auto predicted = predictReceive(before, id, sequence, samples);
+        try {
+            session.receive(id, sequence, samples, now);
+        } catch (const VoiceReceiveFailure& failure) {
+            REQUIRE(predicted && failure.detail() == *predicted);
+            REQUIRE(session == before);
+            return;
+        }
+        REQUIRE(!predicted);
+        REQUIRE(session.nextSequence() == sequence + 1 && session.lastActivity() == now);
+        REQUIRE(session.pending().size() == before.pending().size() + 1);
+        REQUIRE(session.pending().at(sequence) == samples);
+        REQUIRE(session.pendingSamples() == before.pendingSamples() + samples);
+        scheduled.emplace_back(id, sequence);
+    }
+
+    void end(const Uuid& id, std::int64_t lastSequence) {
+        const VoiceSession before = session;
+        const bool admissible =
+            before.id() == id && !before.isEnding() && lastSequence == before.nextSequence() - 1;
+        bool complete = false;
+        try {
+            complete = session.end(id, lastSequence, now);
+        } catch (const PadError&) {
+            REQUIRE(!admissible);
+            REQUIRE(session == before);
+            return;
+        }
+        REQUIRE(admissible);
+        REQUIRE(complete == before.pending().empty());
+        REQUIRE(session.isEnding() && session.endingAt() == now);
+    }
+
+    void played(const Uuid& id, std::int64_t sequence) {
+        const VoiceSession before = session;
+        const bool known = before.id() == id && before.pending().contains(sequence);
+        const bool last = session.played(id, sequence);
+        if (!known) {
+            REQUIRE(!last && session == before);
+            return;
+        }
+        REQUIRE(last == (before.isEnding() && before.pending().size() == 1));
+        REQUIRE(!session.pending().contains(sequence));
+        REQUIRE(session.pendingSamples() ==
+                before.pendingSamples() - before.pending().at(sequence));
+        REQUIRE(session.playedSequence() == std::max(before.playedSequence(), sequence));
+        // Completion is reported once; the host then returns the session to idle.
+        if (last)
+            session.cancel(std::nullopt);
+    }
+
+    void cancel(bool withReason) {
+        const bool present = session.id().has_value();
+        const auto reason =
+            withReason ? std::optional<std::string>("音频超时，已释放语音快捷键") : std::nullopt;
+        const std::optional<Uuid> id = session.id();
+        const auto message = session.cancel(reason);
+        REQUIRE(session == VoiceSession());
+        REQUIRE(message.has_value() == (present && withReason));
+        if (message) {
+            REQUIRE(message->kind == WireMessage::Kind::failure && message->version == 1);
+            REQUIRE(message->session == id && message->text == reason);
+            REQUIRE(!message->sequence && !message->pcm && !message->client);
+        }
+    }
+
+    void checkInvariants() const {
+        const auto& pending = session.pending();
+        const std::int64_t sum = std::accumulate(
+            pending.begin(), pending.end(), std::int64_t{0},
+            [](std::int64_t total, const auto& entry) { return total + entry.second; });
+        REQUIRE(session.pendingSamples() == sum);
+        REQUIRE(sum >= 0 && sum <= VoiceSession::maximumPendingSamples);
+        for (const auto& [sequence, samples] : pending) {
+            REQUIRE(sequence >= 0 && sequence < session.nextSequence());
+            REQUIRE(samples >= 1 && samples <= VoiceSession::maximumPacketSamples);
+        }
+        REQUIRE(session.playedSequence() < session.nextSequence());
+        REQUIRE(session.endingAt().has_value() == session.isEnding());
+        if (!session.id())
+            REQUIRE(session == VoiceSession());
+
+        const double reference = session.endingAt().value_or(session.lastActivity());
+        REQUIRE(session.expired(now) ==
+                (session.id() && now - reference > VoiceSession::staleAfter));
+    }
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Reader in(data, size);
+    Harness h;
+    while (!in.empty()) {
+        const std::uint8_t op = in.byte();
+        const Uuid current = h.session.id().value_or(ids[0]);
+        switch (op % 10) {
+        case 0:
+            h.begin(ids[in.byte() & 1]);
+            break;
+        case 1: {
+            // Plausible audio: the expected number or close to it, sizes around the valid range.
+            const std::int64_t sequence = nearby(h.session.nextSequence(), in.byte());
+            h.receive(current, sequence, std::int64_t{in.u16() % 4810} - 5);
+            break;
+        }
+        case 2: {
+            const std::int64_t sequence = in.i64();
+            h.receive(current, sequence, in.i64());
+            break;
+        }
+        case 3:
+            h.receive(ids[in.byte() & 1], h.session.nextSequence(), 480);
+            break;
+        case 4:
+            h.end(current, nearby(h.session.nextSequence() - 1, in.byte()));
+            break;
+        case 5:
+            // The oldest scheduled buffer finished playing.
+            if (!h.scheduled.empty()) {
+                const auto [id, sequence] = h.scheduled.front();
+                h.scheduled.pop_front();
+                h.played(id, sequence);
+            }
+            break;
+        case 6:
+            // Out-of-order, repeated or invented notices.
+            h.played(ids[in.byte() & 1], std::int64_t{in.byte()} - 16);
+            break;
+        case 7:
+            h.now += in.u16() / 1000.0;
+            break;
+        case 8:
+            h.now += VoiceSession::staleAfter;
+            break;
+        case 9:
+            h.cancel(in.byte() & 1);
+            break;
+        }
+        h.checkInvariants();
+    }
+    return 0;
+}
