@@ -1,0 +1,123 @@
+// The quillvane program: starts the host session and, in headless mode, reports its state on the
+// terminal. SIGINT and SIGTERM stop it cleanly, closing every link and releasing every key.
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSettings>
+#include <QSocketNotifier>
+#include <QSysInfo>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+#include "HostModel.h"
+#include "TerminalQrCode.h"
+#include "keychain/KeychainStore.h"
+#include "platform/recording/RecordingAudio.h"
+#include "platform/recording/RecordingInput.h"
+
+using namespace quillvane;
+
+namespace {
+
+int g_signalPipe[2] = {-1, -1};
+
+void onSignal(int) {
+    const char byte = 1;
+    [[maybe_unused]] const auto written = ::write(g_signalPipe[1], &byte, 1);
+}
+
+double uptimeSeconds() {
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+void printLine(const QString& line) {
+    std::fputs(line.toLocal8Bit().constData(), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("quillvane"));
+    QCoreApplication::setOrganizationName(QStringLiteral("quillvane"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Lets a paired phone act as this computer's trackpad, keyboard and microphone."));
+    parser.addHelpOption();
+    const QCommandLineOption headless(QStringLiteral("headless"),
+                                      QStringLiteral("Run without a window; report on the terminal."));
+    const QCommandLineOption showPairing(
+        QStringLiteral("show-pairing"),
+        QStringLiteral("Print the pairing link and its QR code. The link holds the pairing key."));
+    parser.addOption(headless);
+    parser.addOption(showPairing);
+    parser.process(app);
+
+    if (!parser.isSet(headless))
+        printLine(QStringLiteral("Quillvane has no window yet; running headless."));
+
+    if (::pipe(g_signalPipe) != 0) {
+        std::perror("pipe");
+        return 1;
+    }
+    QSocketNotifier signalNotifier(g_signalPipe[0], QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated, &app, [&] {
+        char byte;
+        [[maybe_unused]] const auto got = ::read(g_signalPipe[0], &byte, 1);
+        QCoreApplication::quit();
+    });
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+
+    QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("quillvane"),
+                       QStringLiteral("quillvane"));
+    KeychainStore keychain = KeychainStore::open();
+    RecordingInput input;
+    RecordingAudio audio;
+    FixedMicrophone microphone(MicrophoneState{});
+
+    HostModel::Services services;
+    services.keychain = &keychain;
+    services.input = &input;
+    services.audio = &audio;
+    services.microphone = &microphone;
+    services.settings = &settings;
+    services.uptime = uptimeSeconds;
+    services.doubleClickInterval = [] { return 0.5; };
+    services.computerName = [] { return QSysInfo::machineHostName().toStdString(); };
+
+    HostModel host(services);
+    QObject::connect(&host, &HostModel::statusChanged, &app,
+                     [&] { printLine(QStringLiteral("Status: ") + host.status()); });
+    QObject::connect(&host, &HostModel::issueChanged, &app,
+                     [&] { printLine(QStringLiteral("Issue: ") + host.issue()); });
+    QObject::connect(&host, &HostModel::portChanged, &app, [&] {
+        if (host.port() != 0)
+            printLine(QStringLiteral("Listening on port %1").arg(host.port()));
+    });
+    QObject::connect(&host, &HostModel::profileChanged, &app, [&] {
+        if (!host.keyProtected())
+            printLine(QStringLiteral("Warning: no Secret Service answered; the pairing key is kept "
+                                     "in a file readable only by this user, not in a keyring."));
+        if (!parser.isSet(showPairing))
+            return;
+        printLine(host.pairingLink());
+        std::fputs(terminalQrCode(host.pairingLink()).toUtf8().constData(), stdout);
+        std::fflush(stdout);
+    });
+
+    host.start();
+    if (!host.isStarted())
+        return 1;
+    const int status = app.exec();
+    host.stop();
+    printLine(QStringLiteral("Stopped."));
+    return status;
+}

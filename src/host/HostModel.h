@@ -1,0 +1,174 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QSettings>
+#include <QString>
+#include <QTimer>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "AudioSink.h"
+#include "InputSink.h"
+#include "pairing/PairingProfile.h"
+#include "protocol/WireMessage.h"
+#include "voice/VoiceSession.h"
+#include "voice/VoiceShortcutMode.h"
+
+namespace quillvane {
+
+class KeychainStore;
+class LinkListener;
+class SecureLink;
+class ServiceAdvertiser;
+
+// The host's one session object. It owns the listener and every accepted link, binds one
+// controller's control and audio channels, keeps them alive with heartbeats, routes each message
+// to input or voice, and publishes the state the user interface shows. Everything runs on the
+// main loop; links and timers refer back to the model only through guarded pointers.
+class HostModel : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+    Q_PROPERTY(QString issue READ issue NOTIFY issueChanged)
+    Q_PROPERTY(bool connected READ connected NOTIFY connectedChanged)
+    Q_PROPERTY(bool speaking READ speaking NOTIFY speakingChanged)
+    Q_PROPERTY(QString pairingLink READ pairingLink NOTIFY profileChanged)
+    Q_PROPERTY(bool keyProtected READ keyProtected NOTIFY profileChanged)
+    Q_PROPERTY(quint16 port READ port NOTIFY portChanged)
+    Q_PROPERTY(QString deviceUID READ deviceUID WRITE setDeviceUID NOTIFY deviceUIDChanged)
+    Q_PROPERTY(qint64 hotkeyCode READ hotkeyCode WRITE setHotkeyCode NOTIFY hotkeyCodeChanged)
+    Q_PROPERTY(quint64 hotkeyFlags READ hotkeyFlags WRITE setHotkeyFlags NOTIFY hotkeyFlagsChanged)
+    Q_PROPERTY(double prepDelay READ prepDelay WRITE setPrepDelay NOTIFY prepDelayChanged)
+
+public:
+    // What the session uses of the machine; tests substitute their own.
+    struct Services {
+        KeychainStore* keychain = nullptr;
+        InputSink* input = nullptr;
+        AudioSink* audio = nullptr;
+        MicrophoneInspector* microphone = nullptr;
+        QSettings* settings = nullptr;
+        std::function<double()> uptime;              // monotonic seconds
+        std::function<double()> doubleClickInterval; // the desktop's, in seconds
+        std::function<std::string()> computerName;   // for new pairing profiles
+    };
+
+    static constexpr int maximumLinks = 8;
+    static constexpr double handshakeDeadline = 10.0;
+    static constexpr double heartbeatLimit = 4.0;
+
+    explicit HostModel(Services services, QObject* parent = nullptr);
+    ~HostModel() override;
+
+    void start();
+    void stop();
+    void disconnect();
+    void rotatePairing();
+
+    QString status() const { return m_status; }
+    QString issue() const { return m_issue.value_or(QString()); }
+    bool hasIssue() const { return m_issue.has_value(); }
+    bool connected() const { return m_connected; }
+    bool speaking() const { return m_speaking; }
+    const std::optional<PairingProfile>& profile() const { return m_profile; }
+    QString pairingLink() const;
+    bool keyProtected() const;
+    quint16 port() const;
+    bool isStarted() const { return m_listener != nullptr; }
+    int linkCount() const { return static_cast<int>(m_peers.size()); }
+
+    QString deviceUID() const { return m_deviceUID; }
+    void setDeviceUID(const QString& uid);
+    qint64 hotkeyCode() const { return m_hotkeyCode; }
+    void setHotkeyCode(qint64 code);
+    quint64 hotkeyFlags() const { return m_hotkeyFlags; }
+    void setHotkeyFlags(quint64 flags);
+    double prepDelay() const { return m_prepDelay; }
+    void setPrepDelay(double seconds);
+    VoiceShortcutMode shortcutMode() const { return m_shortcutMode; }
+    void setShortcutMode(VoiceShortcutMode mode);
+
+Q_SIGNALS:
+    void statusChanged();
+    void issueChanged();
+    void connectedChanged();
+    void speakingChanged();
+    void profileChanged();
+    void portChanged();
+    void deviceUIDChanged();
+    void hotkeyCodeChanged();
+    void hotkeyFlagsChanged();
+    void prepDelayChanged();
+    void shortcutModeChanged();
+
+private:
+    void loadSettings();
+    void accept(qintptr descriptor);
+    void receive(const WireMessage& message, SecureLink* link);
+    void route(const WireMessage& message, SecureLink* link);
+    void handshake(const WireMessage& message, SecureLink* link);
+    void handleMove(const WireMessage& message);
+    void reject(SecureLink* link, WireMessage::Kind kind, const QString& reason);
+    void linkClosed(SecureLink* link, const std::optional<QString>& reason);
+    void tick();
+    void heartbeatReply(SecureLink* link);
+
+    void beginVoice(const WireMessage& message);
+    void receiveAudio(const WireMessage& message);
+    void finishVoice(const Uuid& id);
+    void abortVoice(const std::optional<QString>& reason);
+    void failVoice(const QString& reason);
+    QString voiceProgress() const;
+    void settingChanged();
+
+    void setStatus(const QString& status);
+    void setIssue(const QString& issue);
+    void setConnected(bool connected);
+    void setSpeaking(bool speaking);
+    bool isBound(const SecureLink* link) const;
+    double now() const { return m_services.uptime(); }
+
+    Services m_services;
+    std::unique_ptr<LinkListener> m_listener;
+    std::unique_ptr<ServiceAdvertiser> m_advertiser;
+    std::map<Uuid, QPointer<SecureLink>> m_peers;
+    QPointer<SecureLink> m_control;
+    QPointer<SecureLink> m_audio;
+    std::optional<Uuid> m_clientID;
+    double m_heartbeat = 0;
+    QTimer m_timer;
+
+    QString m_status;
+    std::optional<QString> m_issue;
+    std::optional<PairingProfile> m_profile;
+    bool m_connected = false;
+    bool m_speaking = false;
+
+    QString m_deviceUID;
+    qint64 m_hotkeyCode = 49;
+    quint64 m_hotkeyFlags = 0xC0000;
+    double m_prepDelay = 0.3;
+    VoiceShortcutMode m_shortcutMode = VoiceShortcutMode::hold;
+
+    // Voice path.
+    VoiceSession m_voice;
+    std::optional<double> m_voiceStartedAt;
+    std::optional<Uuid> m_finishingID;
+    std::int64_t m_acceptedFrames = 0;
+    std::int64_t m_acceptedSamples = 0;
+    std::int64_t m_completedSamples = 0;
+    double m_lastVoiceProgressAt = 0;
+
+    // Move statistics, logged once a second at most.
+    double m_timingStart = 0;
+    double m_timingLast = 0;
+    std::int64_t m_timingCount = 0;
+    std::int64_t m_timingBurst = 0;
+    double m_timingMaxGap = 0;
+    double m_timingMaxWork = 0;
+};
+
+} // namespace quillvane

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QObject>
+
+#include <optional>
+
+#include "AudioSink.h"
+
+namespace quillvane {
+
+// An audio output that plays nothing but keeps real time: each packet is reported played when
+// its duration has elapsed after the previous one, as a device would. Stands in where no sound
+// server backend exists yet and lets tests follow an utterance to its end.
+class RecordingAudio final : public QObject, public AudioSink {
+    Q_OBJECT
+public:
+    explicit RecordingAudio(QObject* parent = nullptr) : QObject(parent) {}
+
+    void setDevices(std::vector<OutputDevice> devices) { m_devices = std::move(devices); }
+
+    std::vector<OutputDevice> devices() override { return m_devices; }
+    void start(const OutputDevice& device) override;
+    void stop() override;
+    void enqueue(Bytes pcm, std::function<void()> played) override;
+    std::string playbackState() const override;
+
+    const std::optional<OutputDevice>& device() const { return m_device; }
+    std::int64_t receivedSamples() const { return m_receivedSamples; }
+
+private:
+    std::vector<OutputDevice> m_devices;
+    std::optional<OutputDevice> m_device;
+    std::int64_t m_receivedSamples = 0;
+    std::int64_t m_queued = 0;
+    double m_busyUntil = 0; // monotonic seconds at which the last queued packet ends
+    std::uint64_t m_generation = 0;
+};
+
+// A virtual microphone whose state is set from outside.
+class FixedMicrophone final : public MicrophoneInspector {
+public:
+    explicit FixedMicrophone(MicrophoneState state) : m_state(std::move(state)) {}
+    void setState(MicrophoneState state) { m_state = std::move(state); }
+    MicrophoneState inspect(const std::vector<OutputDevice>&) override { return m_state; }
+
+private:
+    MicrophoneState m_state;
+};
+
+} // namespace quillvane

@@ -1,0 +1,231 @@
+// The host session against the phone's side speaking real TLS-PSK on loopback.
+
+#include "HostTestSupport.h"
+
+#include <QTcpSocket>
+
+#include <algorithm>
+
+using namespace quillvane;
+using namespace quillvane::test;
+using Kind = WireMessage::Kind;
+
+namespace {
+
+class HostSession : public HostFixture {
+protected:
+    void SetUp() override {
+        HostFixture::SetUp();
+        startHost();
+    }
+
+    bool recorded(const std::string& prefix) const {
+        const auto& calls = m_input.calls();
+        return std::any_of(calls.begin(), calls.end(),
+                           [&](const std::string& call) { return call.rfind(prefix, 0) == 0; });
+    }
+};
+
+WireMessage kindOnly(Kind kind) { return WireMessage(kind); }
+
+} // namespace
+
+TEST_F(HostSession, bindsControlThenAudioAndAnswersHeartbeats) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.connect(phone.control()));
+    phone.hello(phone.control(), "control");
+    const auto welcome = phone.await(phone.control(), Kind::welcome);
+    ASSERT_TRUE(welcome);
+    EXPECT_EQ(welcome->doubleClickInterval, 0.35);
+    EXPECT_EQ(m_host->status(), QStringLiteral("iPhone 已连接"));
+    EXPECT_FALSE(m_host->connected());
+
+    // Until the audio channel binds, even heartbeats are refused (and do not count as liveness).
+    phone.control().send(kindOnly(Kind::heartbeat));
+    const auto early = phone.await(phone.control(), Kind::failure);
+    ASSERT_TRUE(early);
+    EXPECT_EQ(early->text, "连接尚未就绪");
+
+    ASSERT_TRUE(phone.connect(phone.audio()));
+    phone.hello(phone.audio(), "audio");
+    ASSERT_TRUE(phone.await(phone.audio(), Kind::welcome));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_host->connected(); }, kGenerousMs));
+
+    phone.control().send(kindOnly(Kind::heartbeat));
+    const auto reply = phone.await(phone.control(), Kind::heartbeat);
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->doubleClickInterval, 0.35);
+    EXPECT_FALSE(phone.isClosed(phone.control()));
+}
+
+TEST_F(HostSession, refusesAudioBeforeControlAndOtherClients) {
+    TestController early(*m_host);
+    ASSERT_TRUE(early.connect(early.audio()));
+    early.hello(early.audio(), "audio");
+    EXPECT_TRUE(early.awaitClosed(early.audio()));
+    EXPECT_FALSE(m_host->connected());
+
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+
+    // A second phone, and an audio channel claiming another client id, are turned away...
+    TestController second(*m_host);
+    ASSERT_TRUE(second.connect(second.control()));
+    second.hello(second.control(), "control");
+    EXPECT_TRUE(second.awaitClosed(second.control()));
+    ASSERT_TRUE(second.connect(second.audio()));
+    second.hello(second.audio(), "audio");
+    EXPECT_TRUE(second.awaitClosed(second.audio()));
+
+    // ...while the first keeps being served.
+    phone.control().send(kindOnly(Kind::heartbeat));
+    EXPECT_TRUE(phone.await(phone.control(), Kind::heartbeat));
+    WireMessage move(Kind::move);
+    move.movementSamples = std::vector<TrackpadVector>{{3, 4}};
+    phone.control().send(move);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return recorded("move samples=1"); }, kGenerousMs));
+    EXPECT_TRUE(m_host->connected());
+}
+
+TEST_F(HostSession, aRepeatedHelloOnABoundChannelIsAnsweredNotClosed) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+    phone.hello(phone.control(), "control");
+    const auto failure = phone.await(phone.control(), Kind::failure);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->text, "重复或无效握手");
+    EXPECT_FALSE(phone.isClosed(phone.control()));
+    EXPECT_TRUE(m_host->connected());
+}
+
+TEST_F(HostSession, aHeartbeatGapOverFourSecondsDropsBothChannels) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+    m_input.clear();
+    // No heartbeats from here on: the tick notices within about five seconds.
+    EXPECT_TRUE(phone.awaitClosed(phone.control()));
+    EXPECT_TRUE(phone.awaitClosed(phone.audio()));
+    EXPECT_FALSE(m_host->connected());
+    EXPECT_EQ(m_host->issue(), QStringLiteral("连接中断，已释放所有按键"));
+    EXPECT_EQ(m_host->status(), QStringLiteral("等待 iPhone 连接"));
+    EXPECT_TRUE(recorded("releaseAll"));
+}
+
+TEST_F(HostSession, closingTheAudioChannelDropsTheControlChannel) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+    phone.audio().close();
+    EXPECT_TRUE(phone.awaitClosed(phone.control()));
+    EXPECT_FALSE(m_host->connected());
+    EXPECT_TRUE(recorded("releaseAll"));
+}
+
+TEST_F(HostSession, boundsLinksAtEightAndClosesIdleHandshakesAtTenSeconds) {
+    std::vector<std::unique_ptr<TestController>> idle;
+    for (int i = 0; i < HostModel::maximumLinks; ++i) {
+        idle.push_back(std::make_unique<TestController>(*m_host));
+        ASSERT_TRUE(idle.back()->connect(idle.back()->control())) << i;
+    }
+    EXPECT_EQ(m_host->linkCount(), 8);
+
+    // The ninth is cancelled at once, without a handshake.
+    TestController ninth(*m_host);
+    EXPECT_FALSE(ninth.connect(ninth.control()));
+
+    // The idle eight never said hello: each is closed at its ten-second deadline, which frees room.
+    for (auto& peer : idle)
+        EXPECT_TRUE(peer->awaitClosed(peer->control()));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_host->linkCount() == 0; }, kGenerousMs));
+    TestController phone(*m_host);
+    EXPECT_TRUE(phone.bind());
+}
+
+TEST_F(HostSession, rejectsWithTheRightTextOnBoundAndUnboundLinks) {
+    // Nobody bound: an unbound link's message is refused as not ready, and the link closed.
+    TestController stranger(*m_host);
+    ASSERT_TRUE(stranger.connect(stranger.control()));
+    stranger.control().send(kindOnly(Kind::heartbeat));
+    EXPECT_TRUE(stranger.awaitClosed(stranger.control()));
+    EXPECT_EQ(m_host->issue(), QString()); // an unbound link's rejection is not the user's issue
+
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+
+    // Bound: a kind the control channel does not take gets a failure, and the session goes on.
+    phone.control().send(kindOnly(Kind::welcome));
+    const auto invalid = phone.await(phone.control(), Kind::failure);
+    ASSERT_TRUE(invalid);
+    EXPECT_EQ(invalid->text, "无效控制消息");
+    EXPECT_FALSE(invalid->session.has_value());
+    EXPECT_EQ(m_host->issue(), QStringLiteral("无效控制消息"));
+    phone.audio().send(kindOnly(Kind::move));
+    const auto audioInvalid = phone.await(phone.control(), Kind::failure, 1);
+    ASSERT_TRUE(audioInvalid);
+    EXPECT_EQ(audioInvalid->text, "无效音频消息");
+
+    // Another link while a controller is bound: not one of its channels.
+    TestController other(*m_host);
+    ASSERT_TRUE(other.connect(other.control()));
+    other.control().send(kindOnly(Kind::heartbeat));
+    EXPECT_TRUE(other.awaitClosed(other.control()));
+    EXPECT_FALSE(phone.isClosed(phone.control()));
+    EXPECT_TRUE(m_host->connected());
+}
+
+TEST_F(HostSession, routesInputMessagesWithTheirDefaults) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+    m_input.clear();
+
+    WireMessage scroll(Kind::scroll);
+    scroll.y = -12.5;
+    scroll.scrollPhase = TrackpadScrollPhase::began;
+    phone.control().send(scroll);
+    WireMessage click(Kind::click);
+    phone.control().send(click);
+    WireMessage key(Kind::key);
+    key.keyCode = 6;
+    key.modifiers = 0x120000;
+    phone.control().send(key);
+    WireMessage text(Kind::text);
+    text.text = "Hello, 世界";
+    phone.control().send(text);
+    WireMessage drag(Kind::drag);
+    drag.flag = true;
+    phone.control().send(drag);
+    phone.control().send(kindOnly(Kind::cancel));
+
+    ASSERT_TRUE(QTest::qWaitFor([&] { return recorded("releaseAll"); }, kGenerousMs));
+    const std::vector<std::string> expected = {
+        "scroll x=0 y=-12.5 phase=began",   "click right=false continuing=none",
+        "key code=6 modifiers=0x120000",    "type Hello, 世界",
+        "drag held=true continuing=false",  "releaseShortcut",
+        "releaseAll",
+    };
+    EXPECT_EQ(m_input.calls(), expected);
+}
+
+TEST_F(HostSession, badInputIsReportedAndReleasesEverythingWithoutClosing) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+
+    WireMessage tooMany(Kind::move);
+    tooMany.movementSamples = std::vector<TrackpadVector>(65, TrackpadVector{1, 1});
+    phone.control().send(tooMany);
+    const auto failure = phone.await(phone.control(), Kind::failure);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->text, "无效移动事件");
+    EXPECT_FALSE(recorded("move"));
+    EXPECT_TRUE(recorded("releaseAll"));
+
+    m_input.setPermitted(false);
+    WireMessage drag(Kind::drag);
+    drag.flag = true;
+    phone.control().send(drag);
+    const auto refused = phone.await(phone.control(), Kind::failure, 1);
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->text, "请授予辅助功能权限");
+    EXPECT_EQ(m_host->issue(), QStringLiteral("请授予辅助功能权限"));
+    EXPECT_FALSE(phone.isClosed(phone.control()));
+    EXPECT_TRUE(m_host->connected());
+}

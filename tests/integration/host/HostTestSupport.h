@@ -1,0 +1,89 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QtCore/qtestsupport_core.h>
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+#include "ControllerChannel.h"
+#include "HostModel.h"
+#include "keychain/KeychainStore.h"
+#include "platform/recording/RecordingAudio.h"
+#include "platform/recording/RecordingInput.h"
+
+namespace quillvane::test {
+
+// Every wait is bounded; the bound only keeps a broken build from hanging, it is not a timing
+// requirement.
+inline constexpr int kGenerousMs = 20'000;
+
+inline double uptimeSeconds() {
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+inline const OutputDevice& virtualDevice() {
+    static const OutputDevice device{7, "quillvane-microphone", "Quillvane Microphone", true};
+    return device;
+}
+
+// A real host session on loopback with recording input and audio, its key in a private file
+// store and its settings in a private file.
+class HostFixture : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    void startHost();
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<KeychainStore> m_keychain;
+    RecordingInput m_input;
+    RecordingAudio m_audio;
+    FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
+    std::unique_ptr<HostModel> m_host;
+};
+
+// The phone's two channels, with everything the host sends kept per channel.
+class TestController {
+public:
+    explicit TestController(const HostModel& host, std::optional<Uuid> client = std::nullopt);
+
+    ControllerChannel& control() { return *m_control; }
+    ControllerChannel& audio() { return *m_audio; }
+
+    // Connects the channel and waits for its TLS handshake.
+    bool connect(ControllerChannel& channel);
+    void hello(ControllerChannel& channel, const char* name);
+    // Both channels, in order, each waiting for its welcome.
+    bool bind();
+
+    const std::vector<WireMessage>& received(const ControllerChannel& channel) const;
+    // Waits for a message of this kind on the channel, after the first `skip` of that kind.
+    std::optional<WireMessage> await(ControllerChannel& channel, WireMessage::Kind kind,
+                                     std::size_t skip = 0, int timeoutMs = kGenerousMs);
+    bool awaitClosed(ControllerChannel& channel, int timeoutMs = kGenerousMs);
+    bool isClosed(const ControllerChannel& channel) const;
+
+    Uuid client() const { return m_client; }
+
+private:
+    std::unique_ptr<ControllerChannel> makeChannel(const char* name);
+
+    const HostModel& m_host;
+    Uuid m_client;
+    std::unique_ptr<ControllerChannel> m_control;
+    std::unique_ptr<ControllerChannel> m_audio;
+    std::map<const ControllerChannel*, std::vector<WireMessage>> m_received;
+    std::map<const ControllerChannel*, QString> m_closed;
+};
+
+WireMessage audioPacket(const Uuid& session, std::int64_t sequence, std::size_t samples);
+
+} // namespace quillvane::test

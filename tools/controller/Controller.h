@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+#include <QTimer>
+
+#include <deque>
+#include <memory>
+
+#include "ControllerChannel.h"
+#include "pairing/PairingProfile.h"
+
+namespace quillvane {
+
+// The phone's side of a session: binds the control channel, then the audio channel, with the same
+// client id; sends a heartbeat every second; runs commands once both channels are bound; and
+// prints every message the host sends as "<channel> <json>".
+class Controller : public QObject {
+    Q_OBJECT
+public:
+    Controller(PairingProfile profile, Uuid client, QObject* parent = nullptr);
+
+    void connectTo(const QString& host, quint16 port);
+    // Queues one command line; commands run in order once the session is bound.
+    void enqueue(const QString& line);
+    // No more commands will come: finish the queue, wait `linger` seconds for answers, then quit.
+    void finishInput(double linger);
+
+    // Process exit status: 0 unless the session failed or a command was malformed.
+    int exitStatus() const { return m_exitStatus; }
+
+private:
+    void bindControl();
+    void bindAudio();
+    void received(ControllerChannel& channel, const WireMessage& message, const QByteArray& json);
+    void closed(ControllerChannel& channel, const QString& reason);
+    void runQueue();
+    void run(const QString& line);
+    void fail(const QString& reason);
+    void sendHeartbeat();
+
+    PairingProfile m_profile;
+    Uuid m_client;
+    std::unique_ptr<ControllerChannel> m_control;
+    std::unique_ptr<ControllerChannel> m_audio;
+    QString m_host;
+    quint16 m_port = 0;
+    bool m_bound = false;
+    bool m_heartbeats = true;
+    QTimer m_heartbeat;
+    QTimer m_wait;
+    std::deque<QString> m_queue;
+    bool m_inputFinished = false;
+    double m_linger = 0.5;
+    int m_exitStatus = 0;
+};
+
+} // namespace quillvane

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+
+#include <functional>
+
+#include "discovery/ServiceBrowser.h"
+#include "pairing/HostPresence.h"
+#include "protocol/Uuid.h"
+
+namespace quillvane {
+
+// Finds the host of one pairing on the local network, as the phone does: browses the service
+// type, keeps the results whose pairing id matches, and reports the first one resolved. Results
+// of an earlier pass are ignored through HostPresence's token.
+class HostFinder : public QObject {
+    Q_OBJECT
+public:
+    explicit HostFinder(Uuid profileID, QObject* parent = nullptr);
+
+    void start(double timeoutSeconds);
+
+    std::function<void(const QString& address, quint16 port)> onFound;
+    std::function<void()> onTimeout;
+
+private:
+    void found(const DiscoveredService& service);
+
+    Uuid m_profileID;
+    ServiceBrowser m_browser;
+    HostPresence m_presence;
+    Uuid m_pass;
+    QTimer m_timeout;
+    bool m_done = false;
+};
+
+} // namespace quillvane

@@ -1,0 +1,123 @@
+// quillvane-controller: the phone's side of the link on the command line. Given a pairing link it
+// finds the host by DNS-SD (or takes --host/--port), binds its control and audio channels, keeps
+// them alive with heartbeats, and sends the commands given as arguments, or read line by line
+// from standard input, printing every message the host sends.
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QSocketNotifier>
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <unistd.h>
+
+#include "Controller.h"
+#include "HostFinder.h"
+#include "Random.h"
+#include "protocol/PadError.h"
+
+using namespace quillvane;
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("quillvane-controller"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Drives a Quillvane host like the phone does.\n"
+        "Commands: move DX DY [DX DY ...] | scroll X Y [PHASE] | click [right] [continuing] |\n"
+        "drag on|off [continuing] | key CODE [MODIFIERS] | text TEXT | cancel |\n"
+        "heartbeat on|off | raw control|audio JSON | wait SECONDS | quit"));
+    parser.addHelpOption();
+    const QCommandLineOption host(QStringLiteral("host"), QStringLiteral("Host address (skips DNS-SD)."),
+                                  QStringLiteral("address"));
+    const QCommandLineOption port(QStringLiteral("port"), QStringLiteral("Host port."),
+                                  QStringLiteral("port"));
+    const QCommandLineOption client(QStringLiteral("client"),
+                                    QStringLiteral("Controller id (default: a new random one)."),
+                                    QStringLiteral("uuid"));
+    const QCommandLineOption linger(QStringLiteral("linger"),
+                                    QStringLiteral("Seconds to wait for answers after the last command (default 0.5)."),
+                                    QStringLiteral("seconds"), QStringLiteral("0.5"));
+    const QCommandLineOption timeout(QStringLiteral("timeout"),
+                                     QStringLiteral("Seconds to look for the host by DNS-SD (default 10)."),
+                                     QStringLiteral("seconds"), QStringLiteral("10"));
+    parser.addOptions({host, port, client, linger, timeout});
+    parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("The pairing link (quillvane://pair?...)."));
+    parser.addPositionalArgument(QStringLiteral("commands"), QStringLiteral("Commands; without them, lines are read from standard input."),
+                                 QStringLiteral("[command...]"));
+    parser.process(app);
+
+    const QStringList positional = parser.positionalArguments();
+    if (positional.isEmpty()) {
+        std::cerr << "quillvane-controller: a pairing link is required\n";
+        return 2;
+    }
+    PairingProfile profile;
+    try {
+        profile = PairingProfile::parse(positional.front().toStdString());
+    } catch (const PadError& error) {
+        std::cerr << "quillvane-controller: " << error.what() << '\n';
+        return 2;
+    }
+    Uuid clientID = randomUuid();
+    if (parser.isSet(client)) {
+        const auto parsed = Uuid::parse(parser.value(client).toStdString());
+        if (!parsed) {
+            std::cerr << "quillvane-controller: --client is not a UUID\n";
+            return 2;
+        }
+        clientID = *parsed;
+    }
+
+    Controller controller(profile, clientID);
+    const double lingerSeconds = parser.value(linger).toDouble();
+    const QStringList commands = positional.mid(1);
+    std::unique_ptr<QSocketNotifier> stdinNotifier;
+    if (!commands.isEmpty()) {
+        for (const auto& command : commands)
+            controller.enqueue(command);
+        controller.finishInput(lingerSeconds);
+    } else {
+        stdinNotifier = std::make_unique<QSocketNotifier>(STDIN_FILENO, QSocketNotifier::Read);
+        QObject::connect(stdinNotifier.get(), &QSocketNotifier::activated, &app, [&] {
+            // Read what is there and cut it into lines here: a buffered stream would keep lines
+            // the notifier no longer announces.
+            static QByteArray pending;
+            char buffer[4096];
+            const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
+            if (got > 0)
+                pending.append(buffer, got);
+            qsizetype newline;
+            while ((newline = pending.indexOf('\n')) >= 0) {
+                controller.enqueue(QString::fromUtf8(pending.left(newline)));
+                pending.remove(0, newline + 1);
+            }
+            if (got <= 0) {
+                stdinNotifier->setEnabled(false);
+                if (!pending.isEmpty())
+                    controller.enqueue(QString::fromUtf8(pending));
+                controller.finishInput(lingerSeconds);
+            }
+        });
+    }
+
+    HostFinder finder(profile.id);
+    if (parser.isSet(host) || parser.isSet(port)) {
+        const QString address = parser.isSet(host) ? parser.value(host) : QStringLiteral("127.0.0.1");
+        controller.connectTo(address, static_cast<quint16>(parser.value(port).toUInt()));
+    } else {
+        finder.onFound = [&](const QString& address, quint16 found) {
+            std::printf("found host %s port %u\n", address.toUtf8().constData(), unsigned{found});
+            std::fflush(stdout);
+            controller.connectTo(address, found);
+        };
+        finder.onTimeout = [&] {
+            std::cerr << "quillvane-controller: no host with this pairing was found on the network\n";
+            QCoreApplication::exit(1);
+        };
+        finder.start(parser.value(timeout).toDouble());
+    }
+    return app.exec();
+}
