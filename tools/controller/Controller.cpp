@@ -97,6 +97,10 @@ void Controller::received(ControllerChannel& channel, const WireMessage& message
 }
 
 void Controller::closed(ControllerChannel& channel, const QString& reason) {
+    if (&channel == m_control.get() && !m_control->isEncrypted() && !m_audio && onUnreachable) {
+        onUnreachable(reason);
+        return;
+    }
     print(QStringLiteral("closed ") + channel.name() + QStringLiteral(": ") + reason);
     fail(reason);
 }

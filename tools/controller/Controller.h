@@ -5,6 +5,7 @@
 #include <QTimer>
 
 #include <deque>
+#include <functional>
 #include <memory>
 
 #include "ControllerChannel.h"
@@ -25,6 +26,10 @@ public:
     void enqueue(const QString& line);
     // No more commands will come: finish the queue, wait `linger` seconds for answers, then quit.
     void finishInput(double linger);
+
+    // Called instead of failing when the control channel cannot connect before anything was bound
+    // (a stale DNS-SD record of a host that restarted); the owner may look for the host again.
+    std::function<void(const QString& reason)> onUnreachable;
 
     // Process exit status: 0 unless the session failed or a command was malformed.
     int exitStatus() const { return m_exitStatus; }

@@ -9,6 +9,7 @@ HostFinder::HostFinder(Uuid profileID, QObject* parent)
     : QObject(parent), m_profileID(profileID) {
     m_timeout.setSingleShot(true);
     connect(&m_timeout, &QTimer::timeout, this, [this] {
+        m_timedOut = true;
         m_browser.stop();
         m_presence.stop();
         if (!m_done && onTimeout)
@@ -20,7 +21,25 @@ HostFinder::HostFinder(Uuid profileID, QObject* parent)
 void HostFinder::start(double timeoutSeconds) {
     m_pass = m_presence.begin(randomUuid());
     m_browser.start();
-    m_timeout.start(static_cast<int>(timeoutSeconds * 1000));
+    if (!m_timeout.isActive())
+        m_timeout.start(static_cast<int>(timeoutSeconds * 1000));
+}
+
+void HostFinder::retry() {
+    if (m_timedOut) {
+        if (onTimeout)
+            onTimeout();
+        return;
+    }
+    m_done = false;
+    m_browser.stop();
+    // A short pause lets the daemon drop records its owner withdrew.
+    QTimer::singleShot(500, this, [this] {
+        if (m_timedOut)
+            return;
+        m_pass = m_presence.begin(randomUuid());
+        m_browser.start();
+    });
 }
 
 void HostFinder::found(const DiscoveredService& service) {
@@ -31,7 +50,6 @@ void HostFinder::found(const DiscoveredService& service) {
         return;
     m_presence.update({m_profileID}, m_pass);
     m_done = true;
-    m_timeout.stop();
     m_browser.stop();
     if (onFound)
         onFound(service.address.toString(), service.port);

@@ -19,7 +19,10 @@ class HostFinder : public QObject {
 public:
     explicit HostFinder(Uuid profileID, QObject* parent = nullptr);
 
+    // Starts a discovery pass; the time-out runs from the first call, so a retry does not extend it.
     void start(double timeoutSeconds);
+    // Looks again after a found host could not be reached, ignoring what the last pass reported.
+    void retry();
 
     std::function<void(const QString& address, quint16 port)> onFound;
     std::function<void()> onTimeout;
@@ -33,6 +36,7 @@ private:
     Uuid m_pass;
     QTimer m_timeout;
     bool m_done = false;
+    bool m_timedOut = false;
 };
 
 } // namespace quillvane

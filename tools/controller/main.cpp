@@ -113,6 +113,11 @@ int main(int argc, char** argv) {
             std::fflush(stdout);
             controller.connectTo(address, found);
         };
+        controller.onUnreachable = [&](const QString& reason) {
+            std::printf("host unreachable (%s); looking again\n", reason.toUtf8().constData());
+            std::fflush(stdout);
+            finder.retry();
+        };
         finder.onTimeout = [&] {
             std::cerr << "quillvane-controller: no host with this pairing was found on the network\n";
             QCoreApplication::exit(1);

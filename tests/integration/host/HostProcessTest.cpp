@@ -1,0 +1,145 @@
+// The quillvane program and quillvane-controller as a user runs them: the host prints its port and
+// pairing link, the controller finds it by DNS-SD and binds, and SIGTERM stops the host cleanly.
+
+#include <gtest/gtest.h>
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtCore/qtestsupport_core.h>
+
+#include <csignal>
+
+namespace {
+
+constexpr int kGenerousMs = 20'000;
+
+QString binary(const char* name) { return QStringLiteral(QUILLVANE_BIN_DIR "/") + QLatin1String(name); }
+
+class HostProcess : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(qEnvironmentVariableIsSet("QUILLVANE_TEST_ENV"))
+            << "run under scripts/test-env: these tests need its Avahi and buses";
+        ASSERT_TRUE(m_dir.isValid());
+    }
+
+    QProcessEnvironment environment() const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
+        return env;
+    }
+
+    // Starts the host and waits until it has printed its port (and link, when asked for).
+    void startHost(QProcess& host, QStringList arguments) {
+        host.setProcessEnvironment(environment());
+        host.start(binary("quillvane"), arguments);
+        ASSERT_TRUE(host.waitForStarted());
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] {
+                m_output += host.readAllStandardOutput();
+                return m_output.contains("Listening on port") &&
+                       (!arguments.contains(QStringLiteral("--show-pairing")) ||
+                        m_output.contains("quillvane://pair?"));
+            },
+            kGenerousMs))
+            << m_output.toStdString();
+    }
+
+    QString link() const {
+        const auto match = QRegularExpression(QStringLiteral("^(quillvane://pair\\?\\S+)$"),
+                                              QRegularExpression::MultilineOption)
+                               .match(QString::fromUtf8(m_output));
+        return match.captured(1);
+    }
+
+    QTemporaryDir m_dir;
+    QByteArray m_output;
+};
+
+} // namespace
+
+TEST_F(HostProcess, aControllerFindsTheHostByItsLinkAndBinds) {
+    QProcess host;
+    startHost(host, {QStringLiteral("--headless"), QStringLiteral("--show-pairing")});
+    ASSERT_FALSE(link().isEmpty());
+
+    QProcess controller;
+    controller.setProcessEnvironment(environment());
+    controller.start(binary("quillvane-controller"),
+                     {link(), QStringLiteral("move 3 4"), QStringLiteral("text 世界"),
+                      QStringLiteral("raw control {\"kind\":\"voiceDone\",\"version\":1}")});
+    ASSERT_TRUE(controller.waitForFinished(kGenerousMs));
+    const QString out = QString::fromUtf8(controller.readAllStandardOutput());
+    EXPECT_EQ(controller.exitCode(), 0) << out.toStdString();
+    EXPECT_TRUE(out.contains(QStringLiteral("found host")));
+    EXPECT_TRUE(out.contains(QStringLiteral("control {\"kind\":\"welcome\"")));
+    EXPECT_TRUE(out.contains(QStringLiteral("audio {\"kind\":\"welcome\"")));
+    EXPECT_TRUE(out.contains(QStringLiteral("\"text\":\"无效控制消息\""))) << out.toStdString();
+
+    host.terminate();
+    ASSERT_TRUE(host.waitForFinished(kGenerousMs));
+    EXPECT_EQ(host.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(host.exitCode(), 0);
+    m_output += host.readAllStandardOutput();
+    EXPECT_TRUE(m_output.contains("Stopped."));
+}
+
+TEST_F(HostProcess, theKeyAppearsOnlyWhenAskedForAndSurvivesARestart) {
+    QProcess first;
+    startHost(first, {QStringLiteral("--headless"), QStringLiteral("--show-pairing")});
+    const QString pairing = link();
+    const QString secret = pairing.section(QStringLiteral("key="), 1);
+    ASSERT_EQ(secret.size(), 64);
+    first.terminate();
+    ASSERT_TRUE(first.waitForFinished(kGenerousMs));
+    const QByteArray firstErrors = first.readAllStandardError();
+    EXPECT_FALSE(firstErrors.contains(secret.toLatin1())) << "the key must never reach the log";
+
+    // Same user data: the same pairing comes back, and without --show-pairing the key is not shown.
+    m_output.clear();
+    QProcess second;
+    startHost(second, {QStringLiteral("--headless")});
+    // A controller holding the first run's link still binds: the profile survived.
+    QProcess controller;
+    controller.setProcessEnvironment(environment());
+    controller.start(binary("quillvane-controller"), {pairing, QStringLiteral("wait 0.2")});
+    ASSERT_TRUE(controller.waitForFinished(kGenerousMs));
+    const QByteArray answer = controller.readAllStandardOutput() + controller.readAllStandardError();
+    EXPECT_TRUE(answer.contains("audio {\"kind\":\"welcome\"")) << answer.toStdString();
+
+    second.terminate();
+    ASSERT_TRUE(second.waitForFinished(kGenerousMs));
+    const QByteArray everything = m_output + second.readAllStandardOutput() + second.readAllStandardError();
+    EXPECT_FALSE(everything.contains(secret.toLatin1()));
+    EXPECT_FALSE(everything.contains("quillvane://pair?"));
+}
+
+TEST_F(HostProcess, sigtermClosesTheBoundController) {
+    QProcess host;
+    startHost(host, {QStringLiteral("--headless"), QStringLiteral("--show-pairing")});
+    const quint16 port = QRegularExpression(QStringLiteral("Listening on port (\\d+)"))
+                             .match(QString::fromUtf8(m_output)).captured(1).toUShort();
+
+    QProcess controller;
+    controller.setProcessEnvironment(environment());
+    controller.start(binary("quillvane-controller"),
+                     {QStringLiteral("--host"), QStringLiteral("127.0.0.1"), QStringLiteral("--port"),
+                      QString::number(port), link()});
+    QByteArray seen;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            seen += controller.readAllStandardOutput();
+            return seen.contains("audio {\"kind\":\"welcome\"");
+        },
+        kGenerousMs));
+
+    ::kill(static_cast<pid_t>(host.processId()), SIGTERM);
+    ASSERT_TRUE(host.waitForFinished(kGenerousMs));
+    EXPECT_EQ(host.exitCode(), 0);
+    ASSERT_TRUE(controller.waitForFinished(kGenerousMs));
+    seen += controller.readAllStandardOutput();
+    EXPECT_TRUE(seen.contains("closed control")) << seen.toStdString();
+    EXPECT_EQ(controller.exitCode(), 1);
+}
