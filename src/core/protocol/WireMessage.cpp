@@ -1,6 +1,7 @@
 #include "WireMessage.h"
 
 #include <array>
+#include <cstring>
 
 #include "protocol/Base64.h"
 #include "protocol/JsonReader.h"
@@ -311,7 +312,26 @@ std::string WireMessage::toJson() const {
     return out;
 }
 
-WireMessage WireMessage::fromPaddedJson(const char* json, std::size_t length) {
+// The parser reads the byte just past the document as a token, so whatever follows it (the next
+// frame in a stream) could close an unbalanced document. The bytes after the document are blanked
+// for the parse and put back afterwards, on every path out.
+class BlankedPadding {
+public:
+    explicit BlankedPadding(char* end) : m_end(end) {
+        std::memcpy(m_saved, end, sizeof m_saved);
+        std::memset(end, ' ', sizeof m_saved);
+    }
+    ~BlankedPadding() { std::memcpy(m_end, m_saved, sizeof m_saved); }
+    BlankedPadding(const BlankedPadding&) = delete;
+    BlankedPadding& operator=(const BlankedPadding&) = delete;
+
+private:
+    char* m_end;
+    char m_saved[simdjson::SIMDJSON_PADDING];
+};
+
+WireMessage WireMessage::fromPaddedJson(char* json, std::size_t length) {
+    const BlankedPadding blanked(json + length);
     return json::parsePadded(json, length, [](json::Document& document) {
         WireMessage message;
         bool haveKind = false;

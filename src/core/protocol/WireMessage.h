@@ -81,9 +81,11 @@ struct WireMessage {
     // Appends the JSON text to `out` (the frame codec writes after its length prefix).
     void appendJson(std::string& out) const;
 
-    // Parses one message. `json` must be followed by at least kJsonPadding readable bytes (their
-    // content does not matter); use fromJson(std::string_view) when it is not. Throws JsonError.
-    static WireMessage fromPaddedJson(const char* json, std::size_t length);
+    // Parses one message in place. `json` must be followed by at least kJsonPadding writable
+    // bytes; they are blanked while parsing and restored before returning, so the result never
+    // depends on what follows the document. Use fromJson(std::string_view) otherwise. Throws
+    // JsonError.
+    static WireMessage fromPaddedJson(char* json, std::size_t length);
     static WireMessage fromJson(std::string_view json);
 };
 
