@@ -25,6 +25,8 @@ QuickInput readInput(json::Value& value) {
             label = json::readString(inner, key);
         else if (key == "text")
             text = json::readString(inner, key);
+        else
+            json::consume(inner, key);
     }
     if (!id)
         json::missingKey("id");

@@ -52,6 +52,8 @@ QuickKey readKey(json::Value& value) {
             code = json::readUInt16(inner, key);
         else if (key == "flags")
             flags = json::readUInt64(inner, key);
+        else
+            json::consume(inner, key);
     }
     if (!id)
         json::missingKey("id");

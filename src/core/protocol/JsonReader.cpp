@@ -21,6 +21,38 @@ void requireEnd(Document& document) {
 
 void missingKey(std::string_view key) { fail(key, "required key is missing"); }
 
+void consume(Value& value, std::string_view context) {
+    switch (take(value.type(), context)) {
+    case simdjson::ondemand::json_type::object:
+        for (auto field : take(value.get_object(), context)) {
+            auto member = take(std::move(field), context);
+            take(member.unescaped_key(), context);
+            Value inner = member.value();
+            consume(inner, context);
+        }
+        return;
+    case simdjson::ondemand::json_type::array:
+        for (auto element : take(value.get_array(), context)) {
+            Value inner = take(std::move(element), context);
+            consume(inner, context);
+        }
+        return;
+    case simdjson::ondemand::json_type::string:
+        take(value.get_string(), context);
+        return;
+    case simdjson::ondemand::json_type::number:
+        take(value.get_double(), context);
+        return;
+    case simdjson::ondemand::json_type::boolean:
+        take(value.get_bool(), context);
+        return;
+    case simdjson::ondemand::json_type::null:
+        if (!take(value.is_null(), context))
+            fail(context, "malformed literal");
+        return;
+    }
+}
+
 std::string_view fieldKey(simdjson::ondemand::field& field, std::string_view context) {
     const char* raw = field.key().raw();
     const char* end = raw;

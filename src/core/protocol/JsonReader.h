@@ -80,6 +80,10 @@ Uuid readUuid(Value& value, std::string_view key);
 
 [[noreturn]] void missingKey(std::string_view key);
 
+// Reads a value of no interest (an unknown key's) to its end, checking its structure on the way.
+// On-Demand's own skipping only balances brackets, which lets malformed content through.
+void consume(Value& value, std::string_view context);
+
 // The field's key. Keys without escapes (all keys in practice) are read in place; only a key that
 // holds an escape is unescaped into the parser's string buffer.
 std::string_view fieldKey(simdjson::ondemand::field& field, std::string_view context);

@@ -103,6 +103,8 @@ std::vector<TrackpadVector> readSamples(json::Value& value) {
                 x = json::readDouble(inner, "movementSamples.x");
             else if (key == "y")
                 y = json::readDouble(inner, "movementSamples.y");
+            else
+                json::consume(inner, "movementSamples");
         }
         if (!x)
             json::missingKey("movementSamples.x");
@@ -129,11 +131,11 @@ void readField(WireMessage& message, std::string_view key, json::Value& value, b
             return readOptional(value, message.x, [](auto& v) { return json::readDouble(v, "x"); });
         if (key == "y")
             return readOptional(value, message.y, [](auto& v) { return json::readDouble(v, "y"); });
-        return;
+        break;
     case 3:
         if (key == "pcm")
             return readOptional(value, message.pcm, [](auto& v) { return readPcm(v); });
-        return;
+        break;
     case 4:
         if (key == "kind") {
             const std::string_view name = json::take(value.get_string(), "kind");
@@ -142,42 +144,46 @@ void readField(WireMessage& message, std::string_view key, json::Value& value, b
                 json::fail("kind", "unknown message kind");
             message.kind = *kind;
             haveKind = true;
-        } else if (key == "text") {
-            readOptional(value, message.text, [](auto& v) { return json::readString(v, "text"); });
-        } else if (key == "flag") {
-            readOptional(value, message.flag, [](auto& v) { return json::readBool(v, "flag"); });
+            return;
         }
-        return;
+        if (key == "text")
+            return readOptional(value, message.text,
+                                [](auto& v) { return json::readString(v, "text"); });
+        if (key == "flag")
+            return readOptional(value, message.flag,
+                                [](auto& v) { return json::readBool(v, "flag"); });
+        break;
     case 6:
         if (key == "client")
             return readOptional(value, message.client,
                                 [](auto& v) { return json::readUuid(v, "client"); });
-        return;
+        break;
     case 7:
         if (key == "version") {
             message.version = json::readInt64(value, "version");
             haveVersion = true;
-        } else if (key == "channel") {
-            readOptional(value, message.channel,
-                         [](auto& v) { return json::readString(v, "channel"); });
-        } else if (key == "session") {
-            readOptional(value, message.session,
-                         [](auto& v) { return json::readUuid(v, "session"); });
-        } else if (key == "keyCode") {
-            readOptional(value, message.keyCode,
-                         [](auto& v) { return json::readUInt16(v, "keyCode"); });
+            return;
         }
-        return;
+        if (key == "channel")
+            return readOptional(value, message.channel,
+                                [](auto& v) { return json::readString(v, "channel"); });
+        if (key == "session")
+            return readOptional(value, message.session,
+                                [](auto& v) { return json::readUuid(v, "session"); });
+        if (key == "keyCode")
+            return readOptional(value, message.keyCode,
+                                [](auto& v) { return json::readUInt16(v, "keyCode"); });
+        break;
     case 8:
         if (key == "sequence")
             return readOptional(value, message.sequence,
                                 [](auto& v) { return json::readInt64(v, "sequence"); });
-        return;
+        break;
     case 9:
         if (key == "modifiers")
             return readOptional(value, message.modifiers,
                                 [](auto& v) { return json::readUInt64(v, "modifiers"); });
-        return;
+        break;
     case 11:
         if (key == "scrollPhase")
             return readOptional(value, message.scrollPhase, [](auto& v) {
@@ -186,7 +192,7 @@ void readField(WireMessage& message, std::string_view key, json::Value& value, b
                     json::fail("scrollPhase", "unknown scroll phase");
                 return *phase;
             });
-        return;
+        break;
     case 15:
         if (key == "movementSamples")
             return readOptional(value, message.movementSamples,
@@ -194,15 +200,17 @@ void readField(WireMessage& message, std::string_view key, json::Value& value, b
         if (key == "continuingClick")
             return readOptional(value, message.continuingClick,
                                 [](auto& v) { return json::readBool(v, "continuingClick"); });
-        return;
+        break;
     case 19:
         if (key == "doubleClickInterval")
             return readOptional(value, message.doubleClickInterval,
                                 [](auto& v) { return json::readDouble(v, "doubleClickInterval"); });
-        return;
+        break;
     default:
-        return;
+        break;
     }
+    // Keys of later versions are ignored, but their values must still be well-formed JSON.
+    json::consume(value, key);
 }
 
 } // namespace

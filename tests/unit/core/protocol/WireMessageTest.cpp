@@ -181,3 +181,11 @@ TEST(WireMessage, escapedKeysReadLikeTheirPlainForm) {
     EXPECT_EQ(message.text, "a");
     EXPECT_EQ(*message.movementSamples, (std::vector<TrackpadVector>{{1, 2}}));
 }
+
+TEST(WireMessage, unknownValuesMustStillBeWellFormed) {
+    expectRefused(R"({"kind":"hello","version":1,"future":"a":"}"]})");
+    expectRefused(R"({"kind":"hello","version":1,"future":[1,,2]})");
+    expectRefused(R"({"kind":"hello","version":1,"future":{"a" 1}})");
+    expectRefused(R"({"kind":"hello","version":1,"future":[1}})");
+    expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x":1,"y":2,"z":[}]})");
+}
