@@ -134,6 +134,9 @@ void decodeWithNlohmann(benchmark::State& state, const Payload& payload) {
 // Google Benchmark's own table.
 class SummaryReporter : public benchmark::ConsoleReporter {
 public:
+    // Without colour codes, so the summary lines read cleanly in logs.
+    SummaryReporter() : ConsoleReporter(OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const auto& run : runs)

@@ -1,6 +1,7 @@
 #include "WireMessage.h"
 
 #include <array>
+#include <charconv>
 #include <cstring>
 
 #include "protocol/Base64.h"
@@ -86,7 +87,86 @@ Bytes readPcm(json::Value& value) {
     return bytes;
 }
 
+// Scans one JSON number at `p` by the JSON grammar and parses it; nullptr when the text is not a
+// number the fast path can take.
+const char* scanNumber(const char* p, double& out) {
+    const char* start = p;
+    if (*p == '-')
+        ++p;
+    if (*p == '0') {
+        ++p;
+    } else if (*p >= '1' && *p <= '9') {
+        while (*p >= '0' && *p <= '9')
+            ++p;
+    } else {
+        return nullptr;
+    }
+    if (*p == '.') {
+        ++p;
+        if (*p < '0' || *p > '9')
+            return nullptr;
+        while (*p >= '0' && *p <= '9')
+            ++p;
+    }
+    if (*p == 'e' || *p == 'E') {
+        ++p;
+        if (*p == '+' || *p == '-')
+            ++p;
+        if (*p < '0' || *p > '9')
+            return nullptr;
+        while (*p >= '0' && *p <= '9')
+            ++p;
+    }
+    const auto result = std::from_chars(start, p, out);
+    return result.ec == std::errc() && result.ptr == p ? p : nullptr;
+}
+
+const char* expect(const char* p, std::string_view literal) {
+    return std::memcmp(p, literal.data(), literal.size()) == 0 ? p + literal.size() : nullptr;
+}
+
+// A move batch is the hot path: up to 64 samples, tens to hundreds of times a second. Encoders
+// write it compactly as [{"x":1.5,"y":-2},...], which is read here strictly, byte by byte; any
+// other form (white space, other keys, escapes) returns nothing and takes the general path. The
+// document is followed by blank padding, so a scan never runs past the buffer.
+std::optional<std::vector<TrackpadVector>> scanCompactSamples(const char* p) {
+    std::vector<TrackpadVector> samples;
+    samples.reserve(64); // the largest batch a controller sends
+    if (*p++ != '[')
+        return std::nullopt;
+    if (*p == ']')
+        return samples;
+    for (;;) {
+        TrackpadVector sample;
+        if (const char* q = expect(p, R"({"x":)")) {
+            if (!(q = scanNumber(q, sample.x)) || !(q = expect(q, R"(,"y":)")) ||
+                !(q = scanNumber(q, sample.y)))
+                return std::nullopt;
+            p = q;
+        } else if (const char* r = expect(p, R"({"y":)")) {
+            if (!(r = scanNumber(r, sample.y)) || !(r = expect(r, R"(,"x":)")) ||
+                !(r = scanNumber(r, sample.x)))
+                return std::nullopt;
+            p = r;
+        } else {
+            return std::nullopt;
+        }
+        if (*p++ != '}')
+            return std::nullopt;
+        samples.push_back(sample);
+        if (*p == ']')
+            return samples;
+        if (*p++ != ',')
+            return std::nullopt;
+    }
+}
+
 std::vector<TrackpadVector> readSamples(json::Value& value) {
+    // An unconsumed value is skipped by the enclosing object's iteration; the scan has already
+    // checked every byte of it.
+    if (auto samples = scanCompactSamples(value.raw_json_token().data()))
+        return std::move(*samples);
+
     std::vector<TrackpadVector> samples;
     samples.reserve(64); // the largest batch a controller sends
     auto array = json::take(value.get_array(), "movementSamples");

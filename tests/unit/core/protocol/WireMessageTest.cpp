@@ -189,3 +189,25 @@ TEST(WireMessage, unknownValuesMustStillBeWellFormed) {
     expectRefused(R"({"kind":"hello","version":1,"future":[1}})");
     expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x":1,"y":2,"z":[}]})");
 }
+
+TEST(WireMessage, compactAndSpacedSampleListsReadAlike) {
+    const std::string compact =
+        R"({"kind":"move","version":1,"movementSamples":[{"x":-0.5,"y":1e2},{"y":3,"x":-4.25E-1}]})";
+    const std::string spaced =
+        R"({ "kind" : "move", "version" : 1, "movementSamples" : [ { "x" : -0.5, "y" : 1e2 }, { "y" : 3, "x" : -4.25E-1 } ] })";
+    const auto expected = std::vector<TrackpadVector>{{-0.5, 100}, {-0.425, 3}};
+    EXPECT_EQ(decode(compact).movementSamples, expected);
+    EXPECT_EQ(decode(spaced).movementSamples, expected);
+    EXPECT_EQ(decode(R"({"kind":"move","version":1,"movementSamples":[]})").movementSamples,
+              std::vector<TrackpadVector>{});
+
+    // Forms JSON does not allow are refused on either path.
+    for (const char* bad : {"01", "1.", ".5", "+1", "1e", "inf", "NaN", "0x10", "1e400", "--1"}) {
+        const std::string number(bad);
+        expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x":)" + number + R"(,"y":0}]})");
+        expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x": )" + number + R"(,"y":0}]})");
+    }
+    expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x":1,"y":2},]})");
+    expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x":1,"y":2}})");
+    expectRefused(R"({"kind":"move","version":1,"movementSamples":[{"x":1,"y":2})");
+}
