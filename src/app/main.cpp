@@ -2,9 +2,10 @@
 // terminal. SIGINT and SIGTERM stop it cleanly, closing every link and releasing every key.
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <QSettings>
 #include <QSocketNotifier>
+#include <QStyleHints>
 #include <QSysInfo>
 
 #include <chrono>
@@ -13,10 +14,11 @@
 #include <unistd.h>
 
 #include "HostModel.h"
+#include "InputBackends.h"
+#include "InputController.h"
 #include "TerminalQrCode.h"
 #include "keychain/KeychainStore.h"
 #include "platform/recording/RecordingAudio.h"
-#include "platform/recording/RecordingInput.h"
 
 using namespace quillvane;
 
@@ -40,10 +42,24 @@ void printLine(const QString& line) {
     std::fflush(stdout);
 }
 
+// The desktop's settings (the double-click interval) come through a GUI application. Without a
+// reachable display server Qt would abort, so unless the user chose a platform, fall back to the
+// offscreen one: the host then runs headless with Qt's default settings.
+void chooseQtPlatform() {
+    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return;
+    qputenv("QT_QPA_PLATFORM", qEnvironmentVariableIsEmpty("DISPLAY") ? "offscreen" : "xcb;offscreen");
+}
+
+double desktopDoubleClickInterval() {
+    return QGuiApplication::styleHints()->mouseDoubleClickInterval() / 1000.0;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
+    chooseQtPlatform();
+    QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillvane"));
     QCoreApplication::setOrganizationName(QStringLiteral("quillvane"));
 
@@ -56,8 +72,13 @@ int main(int argc, char** argv) {
     const QCommandLineOption showPairing(
         QStringLiteral("show-pairing"),
         QStringLiteral("Print the pairing link and its QR code. The link holds the pairing key."));
+    const QCommandLineOption inputBackend(
+        QStringLiteral("input-backend"),
+        QStringLiteral("Post input through this backend only (e.g. x11) instead of the first that works."),
+        QStringLiteral("name"));
     parser.addOption(headless);
     parser.addOption(showPairing);
+    parser.addOption(inputBackend);
     parser.process(app);
 
     if (!parser.isSet(headless))
@@ -79,7 +100,8 @@ int main(int argc, char** argv) {
     QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("quillvane"),
                        QStringLiteral("quillvane"));
     KeychainStore keychain = KeychainStore::open();
-    RecordingInput input;
+    const auto backend = chooseInputBackend(parser.value(inputBackend).toStdString());
+    InputController input(*backend, uptimeSeconds, desktopDoubleClickInterval);
     RecordingAudio audio;
     FixedMicrophone microphone(MicrophoneState{});
 
@@ -90,7 +112,7 @@ int main(int argc, char** argv) {
     services.microphone = &microphone;
     services.settings = &settings;
     services.uptime = uptimeSeconds;
-    services.doubleClickInterval = [] { return 0.5; };
+    services.doubleClickInterval = desktopDoubleClickInterval;
     services.computerName = [] { return QSysInfo::machineHostName().toStdString(); };
 
     HostModel host(services);
@@ -113,6 +135,13 @@ int main(int argc, char** argv) {
         std::fflush(stdout);
     });
 
+    if (backend->canPost()) {
+        printLine(QStringLiteral("Input: posting through %1").arg(QString::fromUtf8(backend->name())));
+    } else {
+        const QString reason = QString::fromStdString(backend->unavailableReason());
+        printLine(QStringLiteral("Input: cannot post: ") + reason);
+        host.reportIssue(reason);
+    }
     host.start();
     if (!host.isStarted())
         return 1;

@@ -67,6 +67,8 @@ public:
     void stop();
     void disconnect();
     void rotatePairing();
+    // Shows a problem found outside the session (an input backend that cannot post, say).
+    void reportIssue(const QString& issue) { setIssue(issue); }
 
     QString status() const { return m_status; }
     QString issue() const { return m_issue.value_or(QString()); }

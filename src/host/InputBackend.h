@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "pointer/DisplayRect.h"
+#include "pointer/MouseEvent.h"
+#include "pointer/ScrollEvent.h"
+#include "protocol/WireMessage.h"
+
+namespace quillvane {
+
+// One way of posting input to the desktop (X11's XTest now; uinput or a portal later). A backend
+// posts exactly what it is told: the rules that decide what to post, and the state of what is held
+// down, live above it in InputController. Keys are named by the Mac virtual key codes the link
+// carries (0-126, modifiers 54-63 included); the backend maps them to its own key codes.
+class InputBackend {
+public:
+    virtual ~InputBackend() = default;
+
+    virtual std::string_view name() const = 0;
+
+    // Whether this backend can post events in this session. When false, why not, in a sentence
+    // the user can act on.
+    virtual bool canPost() const = 0;
+    virtual std::string unavailableReason() const = 0;
+
+    // The displays in global coordinates (points, origin top-left of the main display, y down).
+    virtual std::vector<DisplayRect> displays() = 0;
+    // The pointer's current location, when it can be read.
+    virtual std::optional<TrackpadVector> pointerLocation() = 0;
+
+    virtual void mouse(const MouseEvent& event) = 0;
+    // Pixel amounts; a backend with coarser units keeps the remainder itself.
+    virtual void scroll(const ScrollEvent& event) = 0;
+    virtual void key(std::uint16_t macKeyCode, bool down) = 0;
+    // Types one user-perceived character (UTF-8) as it is, whatever the keyboard layout.
+    virtual void text(std::string_view character) = 0;
+
+    // Hands everything posted so far to the system without waiting for it.
+    virtual void flush() = 0;
+};
+
+} // namespace quillvane

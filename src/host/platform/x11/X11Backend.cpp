@@ -1,0 +1,436 @@
+#include "X11Backend.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <QTimer>
+
+#include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/extensions/Xinerama.h>
+#include <X11/extensions/Xrandr.h>
+#include <X11/keysym.h>
+
+#include "MacKeyTable.h"
+#include "SpareKeyTyper.h"
+#include "WheelStepAccumulator.h"
+#include "protocol/Unicode.h"
+
+namespace quillvane {
+namespace {
+
+// X servers that take their keys from the kernel's input layer (Xorg with the libinput or evdev
+// driver, Xwayland, Xvfb, Xephyr) number every key as its evdev code plus 8.
+constexpr int evdevToXKeyCode = 8;
+
+// Once the last character of a burst of typing is this old, its spare key codes are given back:
+// long enough for a busy client to have translated every key of the burst. Keeping them longer
+// costs nothing but a few unused codes showing keysyms; giving them back earlier loses
+// characters.
+constexpr int restoreDelayMs = 500;
+
+// Core protocol coordinates are 16-bit.
+constexpr long coordinateLimit = 32767;
+
+struct PixelPoint {
+    int x = 0;
+    int y = 0;
+    friend bool operator==(const PixelPoint&, const PixelPoint&) = default;
+};
+
+// One point is one pixel on X11. Rounding to the nearest pixel, not truncating, keeps a path of
+// fractional positions from leaning towards the top left.
+std::optional<PixelPoint> nearestPixel(const TrackpadVector& position) {
+    if (!std::isfinite(position.x) || !std::isfinite(position.y))
+        return std::nullopt;
+    const auto clamp = [](double value) {
+        return static_cast<int>(std::clamp(std::lround(value), -coordinateLimit, coordinateLimit));
+    };
+    return PixelPoint{clamp(position.x), clamp(position.y)};
+}
+
+// The keysym that types a code point. Line breaks, tabs, backspace, escape and delete type as
+// their keys; other control characters have nothing to type. Latin-1 keysyms are the code points;
+// every other character has its Unicode keysym.
+std::optional<KeySym> keysymForCodePoint(char32_t codePoint) {
+    switch (codePoint) {
+    case U'\b':
+        return XK_BackSpace;
+    case U'\t':
+        return XK_Tab;
+    case U'\n':
+    case U'\r':
+        return XK_Return;
+    case U'\x1b':
+        return XK_Escape;
+    case U'\x7f':
+        return XK_Delete;
+    default:
+        break;
+    }
+    if (codePoint < 0x20 || (codePoint >= 0x80 && codePoint < 0xa0) || codePoint > 0x10ffff)
+        return std::nullopt;
+    if (codePoint < 0x100)
+        return codePoint;
+    return 0x01000000 + codePoint;
+}
+
+// Recent Xwayland servers announce themselves with an extension; all of them name their RandR
+// monitors "XWAYLAND0", "XWAYLAND1" and so on.
+bool isXwayland(Display* display) {
+    int opcode = 0;
+    int eventBase = 0;
+    int errorBase = 0;
+    if (XQueryExtension(display, "XWAYLAND", &opcode, &eventBase, &errorBase))
+        return true;
+    int major = 0;
+    int minor = 0;
+    if (!XRRQueryExtension(display, &eventBase, &errorBase) ||
+        !XRRQueryVersion(display, &major, &minor) || (major == 1 && minor < 5))
+        return false;
+    int count = 0;
+    XRRMonitorInfo* monitors = XRRGetMonitors(display, DefaultRootWindow(display), True, &count);
+    bool named = false;
+    if (count > 0 && monitors[0].name != None) {
+        char* name = XGetAtomName(display, monitors[0].name);
+        named = name && std::string_view(name).starts_with("XWAYLAND");
+        if (name)
+            XFree(name);
+    }
+    if (monitors)
+        XRRFreeMonitors(monitors);
+    return named;
+}
+
+std::vector<KeyCode> positionKeyCodes() {
+    std::vector<KeyCode> codes;
+    for (std::uint16_t macKey = 0; macKey < 128; ++macKey)
+        if (const auto evdev = evdevKeyForMacKey(macKey))
+            codes.push_back(static_cast<KeyCode>(*evdev + evdevToXKeyCode));
+    return codes;
+}
+
+class X11Backend final : public InputBackend {
+public:
+    X11Backend();
+    ~X11Backend() override;
+
+    X11Backend(const X11Backend&) = delete;
+    X11Backend& operator=(const X11Backend&) = delete;
+
+    std::string_view name() const override { return "x11"; }
+    bool canPost() const override { return m_reason.empty(); }
+    std::string unavailableReason() const override { return m_reason; }
+
+    std::vector<DisplayRect> displays() override;
+    std::optional<TrackpadVector> pointerLocation() override;
+
+    void mouse(const MouseEvent& event) override;
+    void scroll(const ScrollEvent& event) override;
+    void key(std::uint16_t macKeyCode, bool down) override;
+    void text(std::string_view character) override;
+    void flush() override;
+
+private:
+    void open();
+    void watchDisplayChanges();
+    void handleQueuedEvents(int mode);
+    const std::vector<DisplayRect>& layout();
+    std::vector<DisplayRect> queryDisplays();
+    bool needsWarp(PixelPoint to);
+    void moveTo(PixelPoint point);
+    void clickWheel(unsigned int button, std::int32_t steps);
+
+    Display* m_display = nullptr;
+    std::string m_reason;
+    int m_minKeyCode = 0;
+    int m_maxKeyCode = 0;
+    // RandR's first event number, when the server has RandR 1.5 (monitors).
+    std::optional<int> m_randrEventBase;
+    // Cleared when RandR reports a change; refilled by the next displays().
+    std::optional<std::vector<DisplayRect>> m_displays;
+    // The heads are separate X screens joined by Xinerama (known from the last displays query).
+    bool m_headsAreScreens = false;
+    // Where this backend last put or saw the pointer.
+    std::optional<PixelPoint> m_lastPosition;
+    WheelStepAccumulator m_wheel;
+    std::optional<SpareKeyTyper> m_typer;
+    QTimer m_restoreTimer;
+};
+
+X11Backend::X11Backend() {
+    open();
+    m_restoreTimer.setSingleShot(true);
+    m_restoreTimer.setInterval(restoreDelayMs);
+    QObject::connect(&m_restoreTimer, &QTimer::timeout, &m_restoreTimer, [this] {
+        m_typer->restore();
+        XFlush(m_display);
+    });
+}
+
+X11Backend::~X11Backend() {
+    if (!m_display)
+        return;
+    if (m_typer)
+        m_typer->restore();
+    // Closing flushes and waits for the server, so the restored mapping is in place when we go.
+    XCloseDisplay(m_display);
+}
+
+void X11Backend::open() {
+    const char* name = std::getenv("DISPLAY");
+    if (!name || !*name) {
+        m_reason = "DISPLAY is not set, so there is no X server to post input to; run Quillvane "
+                   "in an X11 session";
+        return;
+    }
+    m_display = XOpenDisplay(nullptr);
+    if (!m_display) {
+        m_reason = std::string("Cannot open the X display \"") + name +
+                   "\"; check that the X server runs and lets this user connect";
+        return;
+    }
+    int eventBase = 0;
+    int errorBase = 0;
+    int major = 0;
+    int minor = 0;
+    if (!XTestQueryExtension(m_display, &eventBase, &errorBase, &major, &minor)) {
+        m_reason = std::string("The X server on \"") + name +
+                   "\" has no XTEST extension, which posting input needs; enable it in the "
+                   "server's configuration";
+        return;
+    }
+    // Xwayland delivers XTest events to its own X11 windows only; the Wayland desktop and its
+    // native applications never see them.
+    if (isXwayland(m_display)) {
+        m_reason = std::string("The X server on \"") + name +
+                   "\" is Xwayland, which passes posted input only to X11 windows, not to the "
+                   "Wayland desktop; log in to an X11 session to control this computer";
+        return;
+    }
+    // Posted input must not stall while another client holds the server grabbed (window
+    // managers do, briefly, while they rearrange windows).
+    XTestGrabControl(m_display, True);
+    XDisplayKeycodes(m_display, &m_minKeyCode, &m_maxKeyCode);
+    m_typer.emplace(m_display, positionKeyCodes());
+    watchDisplayChanges();
+}
+
+void X11Backend::watchDisplayChanges() {
+    int eventBase = 0;
+    int errorBase = 0;
+    int major = 0;
+    int minor = 0;
+    if (!XRRQueryExtension(m_display, &eventBase, &errorBase) ||
+        !XRRQueryVersion(m_display, &major, &minor) || major < 1 || (major == 1 && minor < 5))
+        return;
+    m_randrEventBase = eventBase;
+    XRRSelectInput(m_display, DefaultRootWindow(m_display),
+                   RRScreenChangeNotifyMask | RRCrtcChangeNotifyMask | RROutputChangeNotifyMask);
+}
+
+// `mode` is XEventsQueued's: QueuedAlready reads nothing from the connection, QueuedAfterReading
+// also takes what has arrived, without waiting.
+void X11Backend::handleQueuedEvents(int mode) {
+    while (XEventsQueued(m_display, mode) > 0) {
+        XEvent event;
+        XNextEvent(m_display, &event);
+        if (m_randrEventBase && (event.type == *m_randrEventBase + RRScreenChangeNotify ||
+                                 event.type == *m_randrEventBase + RRNotify)) {
+            XRRUpdateConfiguration(&event);
+            m_displays.reset();
+        }
+    }
+}
+
+std::vector<DisplayRect> X11Backend::displays() {
+    if (!canPost())
+        return {};
+    return layout();
+}
+
+// Needed for every move: the cached list costs one non-blocking read for change events, where
+// asking the server would cost two round trips.
+const std::vector<DisplayRect>& X11Backend::layout() {
+    handleQueuedEvents(QueuedAfterReading);
+    if (!m_displays)
+        m_displays = queryDisplays();
+    return *m_displays;
+}
+
+std::vector<DisplayRect> X11Backend::queryDisplays() {
+    std::vector<DisplayRect> monitors;
+    if (m_randrEventBase) {
+        int count = 0;
+        XRRMonitorInfo* list =
+            XRRGetMonitors(m_display, DefaultRootWindow(m_display), True, &count);
+        for (int i = 0; i < count; ++i)
+            monitors.push_back({static_cast<double>(list[i].x), static_cast<double>(list[i].y),
+                                static_cast<double>(list[i].width),
+                                static_cast<double>(list[i].height)});
+        if (list)
+            XRRFreeMonitors(list);
+    }
+    std::vector<DisplayRect> heads;
+    if (XineramaIsActive(m_display)) {
+        int count = 0;
+        XineramaScreenInfo* list = XineramaQueryScreens(m_display, &count);
+        for (int i = 0; i < count; ++i)
+            heads.push_back({static_cast<double>(list[i].x_org), static_cast<double>(list[i].y_org),
+                             static_cast<double>(list[i].width),
+                             static_cast<double>(list[i].height)});
+        if (list)
+            XFree(list);
+    }
+    // Where Xinerama is not built on RandR (nested servers, some drivers), RandR knows only one
+    // screen while Xinerama knows every head; the longer list is the true one.
+    m_headsAreScreens = heads.size() > monitors.size() && heads.size() > 1;
+    if (m_headsAreScreens)
+        return heads;
+    if (!monitors.empty())
+        return monitors;
+    const int screen = DefaultScreen(m_display);
+    return {{0, 0, static_cast<double>(DisplayWidth(m_display, screen)),
+             static_cast<double>(DisplayHeight(m_display, screen))}};
+}
+
+std::optional<TrackpadVector> X11Backend::pointerLocation() {
+    if (!canPost())
+        return std::nullopt;
+    Window root = 0;
+    Window child = 0;
+    int rootX = 0;
+    int rootY = 0;
+    int windowX = 0;
+    int windowY = 0;
+    unsigned int mask = 0;
+    if (!XQueryPointer(m_display, DefaultRootWindow(m_display), &root, &child, &rootX, &rootY,
+                       &windowX, &windowY, &mask))
+        return std::nullopt;
+    m_lastPosition = PixelPoint{rootX, rootY};
+    return TrackpadVector{static_cast<double>(rootX), static_cast<double>(rootY)};
+}
+
+// Where the heads are separate X screens joined by Xinerama (nested servers, one screen per
+// graphics card), the server keeps an absolute XTest motion on the screen the pointer is on, so
+// a move to another head would stop at its edge. A warp crosses screens and reaches clients as
+// the same motion event; moves within a head stay with XTest.
+bool X11Backend::needsWarp(PixelPoint to) {
+    const auto& heads = layout();
+    if (!m_headsAreScreens)
+        return false;
+    if (!m_lastPosition)
+        return true;
+    const auto headOf = [&](PixelPoint point) {
+        return std::find_if(heads.begin(), heads.end(), [&](const DisplayRect& head) {
+            return head.contains(point.x, point.y);
+        });
+    };
+    return headOf(*m_lastPosition) != headOf(to);
+}
+
+void X11Backend::moveTo(PixelPoint point) {
+    if (needsWarp(point))
+        XWarpPointer(m_display, None, DefaultRootWindow(m_display), 0, 0, 0, 0, point.x, point.y);
+    else
+        XTestFakeMotionEvent(m_display, -1, point.x, point.y, CurrentTime);
+    m_lastPosition = point;
+}
+
+void X11Backend::mouse(const MouseEvent& event) {
+    if (!canPost())
+        return;
+    const auto point = nearestPixel(event.position);
+    if (!point)
+        return;
+    if (event.type == MouseEventType::moved || event.type == MouseEventType::leftDragged) {
+        moveTo(*point);
+        return;
+    }
+    // X11 counts clicks itself from the time and place of each press, so the click state has no
+    // field to go in; pressing where the rules say is what makes the count come out right.
+    if (m_lastPosition != point)
+        moveTo(*point);
+    const bool left =
+        event.type == MouseEventType::leftDown || event.type == MouseEventType::leftUp;
+    const bool down =
+        event.type == MouseEventType::leftDown || event.type == MouseEventType::rightDown;
+    XTestFakeButtonEvent(m_display, left ? Button1 : Button3, down ? True : False, CurrentTime);
+}
+
+void X11Backend::clickWheel(unsigned int button, std::int32_t steps) {
+    for (std::int32_t i = 0; i < steps; ++i) {
+        XTestFakeButtonEvent(m_display, button, True, CurrentTime);
+        XTestFakeButtonEvent(m_display, button, False, CurrentTime);
+    }
+}
+
+// The pixel amounts keep the meaning they have in a Mac's scroll event: a positive wheel 1 moves
+// the view towards the top of the page (the content moves down), a positive wheel 2 towards its
+// left, as a wheel turned away from the user or tilted left. X11's buttons 4 and 6 mean exactly
+// that. The phone signs its amounts as a Mac with natural scrolling expects, the content following
+// the fingers, and mapping by what the content does keeps it so here: a two-finger swipe upwards
+// moves the page up, as on a touch screen. The desktop's own natural-scrolling setting belongs to
+// physical devices and does not apply to these buttons, so it cannot turn the direction round a
+// second time.
+void X11Backend::scroll(const ScrollEvent& event) {
+    if (!canPost())
+        return;
+    const WheelSteps steps = m_wheel.add(event);
+    clickWheel(steps.vertical > 0 ? 4 : 5, std::abs(steps.vertical));
+    clickWheel(steps.horizontal > 0 ? 6 : 7, std::abs(steps.horizontal));
+}
+
+void X11Backend::key(std::uint16_t macKeyCode, bool down) {
+    if (!canPost())
+        return;
+    const auto evdev = evdevKeyForMacKey(macKeyCode);
+    if (!evdev)
+        return;
+    const int code = *evdev + evdevToXKeyCode;
+    // A code outside the server's range would be a protocol error, which ends the process.
+    if (code < m_minKeyCode || code > m_maxKeyCode)
+        return;
+    XTestFakeKeyEvent(m_display, static_cast<unsigned int>(code), down ? True : False, CurrentTime);
+}
+
+void X11Backend::text(std::string_view character) {
+    if (!canPost() || !isValidUtf8(character))
+        return;
+    char32_t previous = 0;
+    for (std::size_t offset = 0; offset < character.size();) {
+        const char32_t codePoint = nextCodePoint(character, offset);
+        // CR LF is one line break.
+        const bool secondHalfOfLineBreak = previous == U'\r' && codePoint == U'\n';
+        previous = codePoint;
+        if (secondHalfOfLineBreak)
+            continue;
+        if (const auto keysym = keysymForCodePoint(codePoint))
+            m_typer->type(*keysym);
+    }
+    if (m_typer->isBorrowing())
+        m_restoreTimer.start();
+}
+
+void X11Backend::flush() {
+    if (!m_display)
+        return;
+    XFlush(m_display);
+    // Events that came in with earlier replies are handled here, without reading the connection
+    // again, so the queue never grows between moves.
+    handleQueuedEvents(QueuedAlready);
+}
+
+} // namespace
+
+std::unique_ptr<InputBackend> makeX11Backend() {
+    return std::make_unique<X11Backend>();
+}
+
+} // namespace quillvane
