@@ -17,8 +17,10 @@ configure: bootstrap
 build: configure
 	@cmake --build build -j $(JOBS)
 
+# Unit and integration tests together; scripts/test-env gives the run its own network namespace,
+# buses, Avahi, keyring, X server and sound server, and stops them afterwards.
 test: build
-	@ctest --test-dir build --output-on-failure -j $(JOBS)
+	@scripts/test-env ctest --test-dir build --output-on-failure -j $(JOBS)
 
 run: build
 	@scripts/run

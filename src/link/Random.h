@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "protocol/Uuid.h"
+
+namespace quillvane {
+
+// Fills `bytes` from the kernel's cryptographically secure generator (getrandom). Returns false
+// only when the kernel refuses, which callers report with their own text.
+bool secureRandomBytes(std::span<std::uint8_t> bytes);
+
+// A random (version 4) UUID. Aborts if the kernel has no randomness to give, which cannot happen
+// after early boot; identifiers made from anything weaker would not be unique.
+Uuid randomUuid();
+
+} // namespace quillvane

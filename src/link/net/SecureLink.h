@@ -1,0 +1,107 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <QByteArray>
+#include <QObject>
+#include <QSslConfiguration>
+#include <QString>
+
+#include "pairing/PairingProfile.h"
+#include "protocol/FrameDecoder.h"
+#include "protocol/Uuid.h"
+#include "protocol/WireMessage.h"
+
+class QSslPreSharedKeyAuthenticator;
+class QSslSocket;
+
+namespace quillvane {
+
+// The host's end of one encrypted stream with a controller: TLS 1.2 with a pre-shared key over
+// one accepted TCP connection. It cuts the received stream into WireMessages, sends messages as
+// frames, and ends the connection on the first failure, reporting the reason once through
+// onClose. It knows nothing of the session protocol. Lives on the main thread; an owner releases
+// a link with deleteLater(), since a callback may run while the socket is still delivering.
+class SecureLink : public QObject {
+    Q_OBJECT
+
+public:
+    using Key = PairingProfile::Key;
+
+    // What every accepted connection is set up with: the TLS configuration (protocol, cipher,
+    // no certificate) and the one pre-shared key with its identity. Made by parameters().
+    struct Parameters {
+        QSslConfiguration configuration;
+        QByteArray identity;
+        QByteArray key;
+    };
+
+    static constexpr std::chrono::milliseconds kReadyDeadline{8000};
+    // Bytes of frames the link may have written that the kernel has not yet taken.
+    static constexpr std::int64_t kMaximumOutstanding = 0x40000;
+    // Largest piece of the stream handed to the decoder at once, so one pass stays short.
+    static constexpr std::int64_t kMaximumRead = 32768;
+
+    // The key, or PadError "无效配对密钥" when the pairing secret did not decode to one.
+    static Key requireKey(const std::optional<Key>& key);
+
+    // TLS 1.2 only, only PSK-AES128-GCM-SHA256, no certificate, no peer verification; the
+    // identity is the upper-case UUID text and the key its 32 raw bytes. Throws PadError
+    // "无效配对密钥" for an absent key.
+    static Parameters parameters(const Uuid& identity, const std::optional<Key>& key);
+    static Parameters parameters(const PairingProfile& profile);
+
+    // Takes ownership of an accepted, connected, not yet encrypted socket. Nothing starts before
+    // start().
+    SecureLink(std::unique_ptr<QSslSocket> socket, Parameters parameters,
+               std::chrono::milliseconds readyDeadline = kReadyDeadline, QObject* parent = nullptr);
+    ~SecureLink() override;
+
+    SecureLink(const SecureLink&) = delete;
+    SecureLink& operator=(const SecureLink&) = delete;
+
+    const Uuid& id() const { return m_id; }
+    bool isReady() const { return m_ready; }
+    bool isClosed() const { return m_closed; }
+    // Bytes written by the link that the kernel has not taken yet: frames still waiting for
+    // encryption plus records waiting for the socket (these include TLS record overhead).
+    std::int64_t outstanding() const;
+
+    // Starts the server handshake and arms the ready deadline. Call once, after the callbacks.
+    void start();
+    // Queues one frame; silently dropped before ready and after close. Closes the link instead
+    // when the message cannot be encoded or the backlog would pass kMaximumOutstanding.
+    void send(const WireMessage& message);
+    // Idempotent: the first call aborts the connection, clears the callbacks and then calls the
+    // onClose that was set, with `reason`.
+    void close(std::optional<QString> reason = {});
+
+    std::function<void()> onReady;
+    std::function<void(const WireMessage&)> onMessage;
+    std::function<void(const std::optional<QString>& reason)> onClose;
+
+private:
+    void handleEncrypted();
+    void handleReadyRead();
+    void handleError();
+    void handleDisconnected();
+    void handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator) const;
+    void handleDeadline();
+    void readAvailable();
+    void deliver(const QByteArray& chunk);
+
+    Uuid m_id;
+    std::unique_ptr<QSslSocket> m_socket;
+    Parameters m_parameters;
+    std::chrono::milliseconds m_readyDeadline;
+    FrameDecoder m_decoder;
+    bool m_started = false;
+    bool m_ready = false;
+    bool m_closed = false;
+};
+
+} // namespace quillvane

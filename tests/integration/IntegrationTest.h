@@ -1,0 +1,69 @@
+#pragma once
+
+// Shared by the integration tests: they talk to the private services that scripts/test-env starts
+// (avahi-daemon, the keyring, X, the sound server) and refuse to run anywhere else, where they
+// would touch the machine's own services or pass for the wrong reason.
+
+#include <cstdlib>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include <QByteArray>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+namespace quillvane::testing_support {
+
+class IntegrationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_STREQ(std::getenv("QUILLVANE_TEST_ENV"), "1")
+            << "integration tests need the private services of scripts/test-env; run them as "
+               "`scripts/test-env ctest --test-dir <build> -L integration`";
+    }
+};
+
+struct ToolResult {
+    int exitCode = -1;
+    QString output;
+    QString errors;
+};
+
+// Runs a command-line tool to completion (blocking the event loop meanwhile).
+inline ToolResult runTool(const QString& program, const QStringList& arguments,
+                          const QByteArray& input = {}, int timeoutMs = 20000) {
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForStarted(timeoutMs))
+        return {-1, {}, program + QStringLiteral(" did not start")};
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(timeoutMs)) {
+        process.kill();
+        process.waitForFinished();
+        return {-1, {}, program + QStringLiteral(" timed out")};
+    }
+    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+            QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+// Runs the event loop until `condition` holds or the time is up; returns the last verdict.
+inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000) {
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        QEventLoop loop;
+        QTimer::singleShot(20, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return true;
+}
+
+} // namespace quillvane::testing_support
