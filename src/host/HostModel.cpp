@@ -264,7 +264,9 @@ void HostModel::accept(qintptr descriptor) {
     };
     link->start();
 
-    QTimer::singleShot(milliseconds(handshakeDeadline), this, [this, weak] {
+    // Deadlines are precise: a coarse timer may fire up to 5 % early, closing a link that was
+    // still within its ten seconds.
+    QTimer::singleShot(milliseconds(handshakeDeadline), Qt::PreciseTimer, this, [this, weak] {
         if (weak && !isBound(weak))
             weak->close(QStringLiteral("会话握手超时"));
     });
@@ -476,7 +478,7 @@ void HostModel::beginVoice(const WireMessage& message) {
     input.setDrag(false, false);
     input.beginShortcut(m_hotkeyCode, m_hotkeyFlags, m_shortcutMode);
 
-    QTimer::singleShot(milliseconds(m_prepDelay), this, [this, id] {
+    QTimer::singleShot(milliseconds(m_prepDelay), Qt::PreciseTimer, this, [this, id] {
         if (m_voice.id() != id || !m_control)
             return;
         WireMessage ready(WireMessage::Kind::voiceReady);
@@ -535,7 +537,7 @@ void HostModel::finishVoice(const Uuid& id) {
         return;
     m_finishingID = id;
     // The grace keeps the shortcut held while the last buffer leaves the device.
-    QTimer::singleShot(milliseconds(kVoiceGrace), this, [this, id] {
+    QTimer::singleShot(milliseconds(kVoiceGrace), Qt::PreciseTimer, this, [this, id] {
         if (m_voice.id() != id)
             return;
         abortVoice(std::nullopt);

@@ -17,7 +17,10 @@ ControllerChannel::ControllerChannel(QString name, Uuid identity,
     config.setCiphers({QSslCipher(QStringLiteral("PSK-AES128-GCM-SHA256"))});
     config.setPeerVerifyMode(QSslSocket::VerifyNone);
     m_socket.setSslConfiguration(config);
-    m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    // Moves are tiny frames that must leave at once. The option only reaches a socket that
+    // exists, so it is set once connected: set before, Qt drops it and Nagle holds frames back.
+    connect(&m_socket, &QAbstractSocket::connected, this,
+            [this] { m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1); });
 
     connect(&m_socket, &QSslSocket::preSharedKeyAuthenticationRequired, this,
             [this](QSslPreSharedKeyAuthenticator* authenticator) {
@@ -53,6 +56,8 @@ void ControllerChannel::sendRaw(const QByteArray& payload) {
     m_socket.write(prefix, 4);
     m_socket.write(payload);
 }
+
+void ControllerChannel::sendRawBytes(const char* bytes, qint64 count) { m_socket.write(bytes, count); }
 
 void ControllerChannel::close() {
     m_closed = true;

@@ -21,7 +21,10 @@ public:
 
     void connectTo(const QString& host, quint16 port);
     void send(const WireMessage& message);
+    // A frame around any payload, unchecked (for testing the host's refusals).
     void sendRaw(const QByteArray& payload);
+    // Bytes as they are, no framing.
+    void sendRawBytes(const char* bytes, qint64 count);
     void close();
     bool isEncrypted() const { return m_socket.isEncrypted(); }
     const QString& name() const { return m_name; }

@@ -92,7 +92,8 @@ void SecureLink::start() {
             &SecureLink::handlePreSharedKey, Qt::DirectConnection);
 
     // Armed once and never cancelled: it does nothing for a link that is ready or closed.
-    QTimer::singleShot(m_readyDeadline, this, &SecureLink::handleDeadline);
+    // Precise, so a link that becomes ready just inside the deadline is never cut early.
+    QTimer::singleShot(m_readyDeadline, Qt::PreciseTimer, this, &SecureLink::handleDeadline);
     socket->startServerEncryption();
 }
 

@@ -2,9 +2,14 @@
 
 #include "HostTestSupport.h"
 
+#include <QFile>
+#include <QProcess>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 
 #include <algorithm>
+
+#include "protocol/FrameCodec.h"
 
 using namespace quillvane;
 using namespace quillvane::test;
@@ -228,4 +233,143 @@ TEST_F(HostSession, badInputIsReportedAndReleasesEverythingWithoutClosing) {
     EXPECT_EQ(m_host->issue(), QStringLiteral("请授予辅助功能权限"));
     EXPECT_FALSE(phone.isClosed(phone.control()));
     EXPECT_TRUE(m_host->connected());
+}
+
+namespace {
+
+QString browse() {
+    QProcess avahi;
+    avahi.start(QStringLiteral("avahi-browse"),
+                {QStringLiteral("-rpt"), QStringLiteral("_quillvane._tcp")});
+    avahi.waitForFinished(kGenerousMs);
+    return QString::fromUtf8(avahi.readAllStandardOutput());
+}
+
+bool advertised(const Uuid& id) {
+    const QString name = QString::fromStdString(id.toString());
+    return QTest::qWaitFor([&] { return browse().contains(QStringLiteral(";") + name + QStringLiteral(";")); },
+                           kGenerousMs);
+}
+
+long residentKilobytes() {
+    QFile status(QStringLiteral("/proc/self/status"));
+    status.open(QIODevice::ReadOnly);
+    for (const QByteArray& line : status.readAll().split('\n'))
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').front().toLong();
+    return -1;
+}
+
+} // namespace
+
+TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
+    const PairingProfile old = *m_host->profile();
+    ASSERT_TRUE(advertised(old.id));
+    TestController before(*m_host);
+    ASSERT_TRUE(before.bind());
+
+    m_host->rotatePairing();
+    const PairingProfile fresh = *m_host->profile();
+    EXPECT_NE(fresh.id, old.id);
+    EXPECT_NE(fresh.secret, old.secret);
+    EXPECT_EQ(m_keychain->load("host"), fresh);
+    EXPECT_TRUE(before.awaitClosed(before.control()));
+
+    // The old key no longer completes a handshake; the new one does, under the new name.
+    ControllerChannel stale(QStringLiteral("control"), old.id, *old.keyData());
+    bool staleClosed = false;
+    stale.onClose = [&](const QString&) { staleClosed = true; };
+    stale.connectTo(QStringLiteral("127.0.0.1"), m_host->port());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return staleClosed; }, kGenerousMs));
+    EXPECT_FALSE(stale.isEncrypted());
+    TestController after(*m_host);
+    EXPECT_TRUE(after.bind());
+    EXPECT_TRUE(advertised(fresh.id));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !browse().contains(QString::fromStdString(old.id.toString())); },
+                                kGenerousMs));
+}
+
+TEST_F(HostSession, hostilePeersNeitherDisturbTheControllerNorGrowMemory) {
+    TestController phone(*m_host);
+    ASSERT_TRUE(phone.bind());
+    const long residentBefore = residentKilobytes();
+
+    // Plain bytes where a TLS handshake belongs.
+    QTcpSocket plain;
+    plain.connectToHost(QStringLiteral("127.0.0.1"), m_host->port());
+    ASSERT_TRUE(plain.waitForConnected(kGenerousMs));
+    plain.write(QByteArray(4096, 'G'));
+    // A header announcing more than a frame may hold, and a message of another protocol version.
+    TestController oversized(*m_host);
+    ASSERT_TRUE(oversized.connect(oversized.control()));
+    oversized.control().sendRaw(QByteArray(65'537, ' '));
+    TestController newer(*m_host);
+    ASSERT_TRUE(newer.connect(newer.control()));
+    newer.control().sendRaw(QByteArrayLiteral(R"({"kind":"hello","version":2})"));
+    // A peer that trickles a hello one byte a second.
+    TestController trickle(*m_host);
+    ASSERT_TRUE(trickle.connect(trickle.control()));
+    WireMessage hello(Kind::hello);
+    hello.channel = "control";
+    hello.client = Uuid::fromRandomBytes({});
+    const Bytes slowFrame = FrameCodec::encode(hello);
+    std::size_t dripped = 0;
+    QTimer drip;
+    QObject::connect(&drip, &QTimer::timeout, [&] {
+        if (dripped < slowFrame.size())
+            trickle.control().sendRawBytes(reinterpret_cast<const char*>(&slowFrame[dripped++]), 1);
+    });
+    drip.start(1000);
+
+    EXPECT_TRUE(oversized.awaitClosed(oversized.control()));
+    EXPECT_TRUE(newer.awaitClosed(newer.control()));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return plain.state() == QAbstractSocket::UnconnectedState; },
+                                kGenerousMs));
+
+    // Meanwhile the controller is served as usual.
+    for (int i = 0; i < 50; ++i) {
+        WireMessage move(Kind::move);
+        move.movementSamples = std::vector<TrackpadVector>{{1, 0}};
+        phone.control().send(move);
+    }
+    phone.control().send(kindOnly(Kind::heartbeat));
+    EXPECT_TRUE(phone.await(phone.control(), Kind::heartbeat));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return std::count(m_input.calls().begin(), m_input.calls().end(),
+                                std::string("move samples=1 dx=1 dy=0")) == 50; },
+        kGenerousMs));
+    EXPECT_FALSE(phone.isClosed(phone.control()));
+    EXPECT_TRUE(m_host->connected());
+    EXPECT_LT(residentKilobytes() - residentBefore, 16 * 1024);
+    // The trickling peer never completes a hello: its handshake deadline ends it.
+    EXPECT_TRUE(trickle.awaitClosed(trickle.control()));
+}
+
+TEST(HostSettings, defaultsAndStoredValuesLoadAsTheUserLeftThem) {
+    QTemporaryDir dir;
+    QSettings settings(dir.filePath(QStringLiteral("q.ini")), QSettings::IniFormat);
+    HostModel::Services services;
+    services.settings = &settings;
+    services.uptime = uptimeSeconds;
+    {
+        HostModel host(services);
+        EXPECT_EQ(host.hotkeyCode(), 49);
+        EXPECT_EQ(host.hotkeyFlags(), 0xC0000u);
+        EXPECT_EQ(host.shortcutMode(), VoiceShortcutMode::hold);
+        EXPECT_EQ(host.deviceUID(), QString());
+        host.setShortcutMode(VoiceShortcutMode::toggle);
+        host.setHotkeyFlags(0x100000);
+    }
+    EXPECT_EQ(settings.value(QStringLiteral("voiceShortcutMode")).toString(), QStringLiteral("toggle"));
+    EXPECT_EQ(HostModel(services).hotkeyFlags(), 0x100000u);
+
+    settings.setValue(QStringLiteral("voiceShortcutMode"), QStringLiteral("Toggle"));
+    settings.setValue(QStringLiteral("hotkeyCode"), QStringLiteral("space"));
+    settings.setValue(QStringLiteral("hotkeyFlags"), -1);
+    HostModel host(services);
+    EXPECT_EQ(host.shortcutMode(), VoiceShortcutMode::hold);
+    EXPECT_EQ(host.hotkeyCode(), 49);
+    EXPECT_EQ(host.hotkeyFlags(), 0xC0000u); // never a silently changed shortcut...
+    EXPECT_TRUE(host.hasIssue());           // ...and the user is told
+    EXPECT_EQ(settings.value(QStringLiteral("hotkeyFlags")).toLongLong(), -1); // kept as stored
 }
