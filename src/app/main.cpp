@@ -8,7 +8,6 @@
 #include <QStyleHints>
 #include <QSysInfo>
 
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <unistd.h>
@@ -17,6 +16,7 @@
 #include "InputBackends.h"
 #include "InputController.h"
 #include "TerminalQrCode.h"
+#include "Uptime.h"
 #include "keychain/KeychainStore.h"
 #include "platform/recording/RecordingAudio.h"
 
@@ -29,11 +29,6 @@ int g_signalPipe[2] = {-1, -1};
 void onSignal(int) {
     const char byte = 1;
     [[maybe_unused]] const auto written = ::write(g_signalPipe[1], &byte, 1);
-}
-
-double uptimeSeconds() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
 }
 
 void printLine(const QString& line) {
@@ -105,17 +100,14 @@ int main(int argc, char** argv) {
     RecordingAudio audio;
     FixedMicrophone microphone(MicrophoneState{});
 
-    HostModel::Services services;
-    services.keychain = &keychain;
-    services.input = &input;
-    services.audio = &audio;
-    services.microphone = &microphone;
-    services.settings = &settings;
-    services.uptime = uptimeSeconds;
-    services.doubleClickInterval = desktopDoubleClickInterval;
-    services.computerName = [] { return QSysInfo::machineHostName().toStdString(); };
-
-    HostModel host(services);
+    HostModel host({.keychain = &keychain,
+                    .input = &input,
+                    .audio = &audio,
+                    .microphone = &microphone,
+                    .settings = &settings,
+                    .uptime = uptimeSeconds,
+                    .doubleClickInterval = desktopDoubleClickInterval,
+                    .computerName = [] { return QSysInfo::machineHostName().toStdString(); }});
     QObject::connect(&host, &HostModel::statusChanged, &app,
                      [&] { printLine(QStringLiteral("Status: ") + host.status()); });
     QObject::connect(&host, &HostModel::issueChanged, &app,

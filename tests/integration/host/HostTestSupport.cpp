@@ -21,16 +21,15 @@ void HostFixture::TearDown() {
 }
 
 void HostFixture::startHost() {
-    HostModel::Services services;
-    services.keychain = m_keychain.get();
-    services.input = &m_input;
-    services.audio = &m_audio;
-    services.microphone = &m_microphone;
-    services.settings = m_settings.get();
-    services.uptime = uptimeSeconds;
-    services.doubleClickInterval = [] { return 0.35; };
-    services.computerName = [] { return std::string("Test Host"); };
-    m_host = std::make_unique<HostModel>(services);
+    m_host = std::make_unique<HostModel>(HostModel::Services{
+        .keychain = m_keychain.get(),
+        .input = &m_input,
+        .audio = &m_audio,
+        .microphone = &m_microphone,
+        .settings = m_settings.get(),
+        .uptime = uptimeSeconds,
+        .doubleClickInterval = [] { return 0.35; },
+        .computerName = [] { return std::string("Test Host"); }});
     m_host->start();
     ASSERT_TRUE(m_host->isStarted()) << m_host->issue().toStdString();
 }

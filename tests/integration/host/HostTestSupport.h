@@ -12,6 +12,7 @@
 
 #include "ControllerChannel.h"
 #include "HostModel.h"
+#include "Uptime.h"
 #include "keychain/KeychainStore.h"
 #include "platform/recording/RecordingAudio.h"
 #include "platform/recording/RecordingInput.h"
@@ -21,11 +22,6 @@ namespace quillvane::test {
 // Every wait is bounded; the bound only keeps a broken build from hanging, it is not a timing
 // requirement.
 inline constexpr int kGenerousMs = 20'000;
-
-inline double uptimeSeconds() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
 
 inline const OutputDevice& virtualDevice() {
     static const OutputDevice device{7, "quillvane-microphone", "Quillvane Microphone", true};

@@ -5,17 +5,13 @@
 #include <algorithm>
 #include <chrono>
 
+#include "Uptime.h"
 #include "protocol/PadError.h"
 
 namespace quillvane {
 namespace {
 
 constexpr double kSampleRate = 24'000;
-
-double monotonicSeconds() {
-    using namespace std::chrono;
-    return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
 
 } // namespace
 
@@ -40,7 +36,7 @@ void RecordingAudio::enqueue(Bytes pcm, std::function<void()> played) {
     const auto samples = static_cast<std::int64_t>(pcm.size() / 4);
     m_receivedSamples += samples;
     ++m_queued;
-    const double now = monotonicSeconds();
+    const double now = uptimeSeconds();
     m_busyUntil = std::max(m_busyUntil, now) + static_cast<double>(samples) / kSampleRate;
     const auto delay = std::chrono::milliseconds(static_cast<long>((m_busyUntil - now) * 1000));
     QTimer::singleShot(delay, this, [this, generation = m_generation, played = std::move(played)] {
