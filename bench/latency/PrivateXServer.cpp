@@ -35,8 +35,8 @@ bool PrivateXServer::start(std::string& error) {
     const int readFd = pipeFds[0];
     const int writeFd = pipeFds[1];
     std::string fdText = std::to_string(writeFd);
-    std::vector<std::string> arguments{"Xvfb",   "-displayfd", fdText,   "-screen",
-                                       "0",      "1600x600x24", "-nolisten", "tcp"};
+    std::vector<std::string> arguments{"Xvfb", "-displayfd",  fdText,      "-screen",
+                                       "0",    "1600x600x24", "-nolisten", "tcp"};
     std::vector<char*> argv;
     for (auto& argument : arguments)
         argv.push_back(argument.data());
@@ -61,7 +61,8 @@ bool PrivateXServer::start(std::string& error) {
 
     // Xvfb writes its display number and a newline once it accepts connections.
     std::string number;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kReadyLimitMs);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kReadyLimitMs);
     while (number.find('\n') == std::string::npos) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());

@@ -6,10 +6,9 @@
 #include <vector>
 
 #include "integration/IntegrationTest.h"
+#include "integration/support/X11TestClient.h"
 
-#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
-#include <X11/Xutil.h>
 #include <X11/keysym.h>
 
 #include "platform/x11/X11Backend.h"
@@ -18,140 +17,48 @@
 namespace quillvane {
 namespace {
 
+using testing_support::codePointOf;
 using testing_support::waitUntil;
+using testing_support::WindowEvent;
+using testing_support::X11TestClient;
 
-struct KeyPressSeen {
-    KeySym keysym = NoSymbol;
-    unsigned int state = 0;
-};
-
-struct PointerState {
-    int x = 0;
-    int y = 0;
-    unsigned int mask = 0;
-};
-
-// The code point a keysym types, as a client decodes it.
-char32_t codePointOf(KeySym keysym) {
-    if (keysym >= 0x01000100 && keysym <= 0x0110ffff)
-        return static_cast<char32_t>(keysym - 0x01000000);
-    return static_cast<char32_t>(keysym);
-}
-
-// A second client of the X server: the window that receives what the backend posts, and the
-// server's own view of pointer, buttons, keys and keymap.
+// What the backend posts, seen by a second client of the X server: the window that receives it,
+// and the server's own view of pointer, buttons, keys and keymap.
 class X11BackendTest : public testing_support::IntegrationTest {
 protected:
     void SetUp() override {
         IntegrationTest::SetUp();
-        m_client = XOpenDisplay(nullptr);
-        ASSERT_NE(m_client, nullptr) << "cannot open the test X display";
-        // As toolkits do: hear of keymap changes, so keys are translated with the mapping the
-        // server has when the client gets round to them.
-        XkbSelectEvents(m_client, XkbUseCoreKbd, XkbMapNotifyMask, XkbMapNotifyMask);
+        ASSERT_TRUE(m_client.isOpen()) << "cannot open the test X display";
         m_backend = makeX11Backend();
         ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
     }
 
     void TearDown() override {
-        if (!m_client)
+        if (!m_client.isOpen())
             return;
         m_backend.reset();
-        char keys[32];
-        XQueryKeymap(m_client, keys);
-        EXPECT_TRUE(std::all_of(std::begin(keys), std::end(keys), [](char k) { return k == 0; }))
-            << "a key is still held";
-        EXPECT_EQ(pointer().mask & (Button1Mask | Button2Mask | Button3Mask), 0u)
-            << "a button is still held";
-        if (m_window)
-            XDestroyWindow(m_client, m_window);
-        XCloseDisplay(m_client);
-    }
-
-    // A focused window at (x, y) on the root that reports keys and button presses.
-    void openWindow(int x, int y, unsigned int width, unsigned int height) {
-        m_window = XCreateSimpleWindow(m_client, DefaultRootWindow(m_client), x, y, width, height,
-                                       0, 0, 0);
-        XSelectInput(m_client, m_window,
-                     KeyPressMask | KeyReleaseMask | ButtonPressMask | StructureNotifyMask);
-        XMapWindow(m_client, m_window);
-        XEvent event;
-        do
-            XWindowEvent(m_client, m_window, StructureNotifyMask, &event);
-        while (event.type != MapNotify);
-        XSetInputFocus(m_client, m_window, RevertToPointerRoot, CurrentTime);
-        XSync(m_client, False);
-    }
-
-    PointerState pointer() {
-        Window root = 0;
-        Window child = 0;
-        PointerState state;
-        int windowX = 0;
-        int windowY = 0;
-        XQueryPointer(m_client, DefaultRootWindow(m_client), &root, &child, &state.x, &state.y,
-                      &windowX, &windowY, &state.mask);
-        return state;
+        EXPECT_TRUE(m_client.allKeysUp()) << "a key is still held";
+        EXPECT_TRUE(m_client.noButtonHeld()) << "a button is still held";
     }
 
     bool pointerReaches(int x, int y, unsigned int mask) {
-        return waitUntil(
-            [&] {
-                const PointerState state = pointer();
-                return state.x == x && state.y == y &&
-                       (state.mask & (Button1Mask | Button3Mask)) == mask;
-            },
-            3000);
+        return m_client.pointerReaches(x, y, mask);
     }
 
-    // Reads events in order, translating each key press on arrival as a client would, until
-    // `count` presses are in or a while has passed with none.
-    std::vector<KeyPressSeen> keyPresses(std::size_t count) {
-        std::vector<KeyPressSeen> presses;
-        waitUntil(
-            [&] {
-                while (XPending(m_client) > 0) {
-                    XEvent event;
-                    XNextEvent(m_client, &event);
-                    if (event.type != KeyPress)
-                        continue;
-                    KeySym keysym = NoSymbol;
-                    char buffer[16];
-                    XLookupString(&event.xkey, buffer, sizeof buffer, &keysym, nullptr);
-                    presses.push_back({keysym, event.xkey.state});
-                }
-                return presses.size() >= count;
-            },
-            3000);
-        return presses;
+    // The presses among the window's next events; every press comes with its release.
+    std::vector<WindowEvent> presses(std::size_t count, int timeoutMs = 3000) {
+        std::vector<WindowEvent> found;
+        for (const auto& event : m_client.events(2 * count, timeoutMs))
+            if (event.type == KeyPress || event.type == ButtonPress)
+                found.push_back(event);
+        return found;
     }
 
     std::vector<unsigned int> buttonPresses(std::size_t count, int timeoutMs = 3000) {
         std::vector<unsigned int> buttons;
-        waitUntil(
-            [&] {
-                while (XPending(m_client) > 0) {
-                    XEvent event;
-                    XNextEvent(m_client, &event);
-                    if (event.type == ButtonPress)
-                        buttons.push_back(event.xbutton.button);
-                }
-                return buttons.size() >= count;
-            },
-            timeoutMs);
+        for (const auto& event : presses(count, timeoutMs))
+            buttons.push_back(event.button);
         return buttons;
-    }
-
-    std::vector<KeySym> keymap() {
-        int first = 0;
-        int last = 0;
-        XDisplayKeycodes(m_client, &first, &last);
-        int perCode = 0;
-        KeySym* keysyms =
-            XGetKeyboardMapping(m_client, static_cast<KeyCode>(first), last - first + 1, &perCode);
-        std::vector<KeySym> all(keysyms, keysyms + (last - first + 1) * perCode);
-        XFree(keysyms);
-        return all;
     }
 
     void tapMacKey(std::uint16_t code) {
@@ -164,8 +71,7 @@ protected:
         m_backend->flush();
     }
 
-    Display* m_client = nullptr;
-    Window m_window = 0;
+    X11TestClient m_client;
     std::unique_ptr<InputBackend> m_backend;
 };
 
@@ -185,8 +91,7 @@ TEST_F(X11BackendTest, motionLandsWherePostedOnEitherHead) {
     m_backend->flush();
     EXPECT_TRUE(pointerReaches(1599, 599, 0));
 
-    XWarpPointer(m_client, None, DefaultRootWindow(m_client), 0, 0, 0, 0, 333, 444);
-    XSync(m_client, False);
+    m_client.warpPointer(333, 444);
     const auto location = m_backend->pointerLocation();
     ASSERT_TRUE(location);
     EXPECT_EQ(location->x, 333);
@@ -215,16 +120,16 @@ TEST_F(X11BackendTest, buttonsHoldTheirMaskUntilReleasedAndPressWhereTheEventSay
 }
 
 TEST_F(X11BackendTest, macKeysArriveAsTheKeysAtTheirPosition) {
-    openWindow(0, 0, 200, 200);
+    m_client.openWindow(0, 0, 200, 200);
     for (std::uint16_t code : {6, 0, 36, 123, 122, 55, 51, 117, 53, 82, 50})
         tapMacKey(code);
     // Fn and codes that name no key of a Mac keyboard post nothing.
     for (std::uint16_t code : {63, 52, 108, 127, 500})
         tapMacKey(code);
     m_backend->flush();
-    const auto presses = keyPresses(11);
+    const auto seen = presses(11);
     std::vector<KeySym> keysyms;
-    for (const auto& press : presses)
+    for (const auto& press : seen)
         keysyms.push_back(press.keysym);
     const std::vector<KeySym> expected{XK_z,      XK_a,         XK_Return,    XK_Left,
                                        XK_F1,     XK_Super_L,   XK_BackSpace, XK_Delete,
@@ -233,7 +138,7 @@ TEST_F(X11BackendTest, macKeysArriveAsTheKeysAtTheirPosition) {
 }
 
 TEST_F(X11BackendTest, modifiersHeldAroundAKeyReachItsState) {
-    openWindow(0, 0, 200, 200);
+    m_client.openWindow(0, 0, 200, 200);
     // Command+Shift+Z, pressed and released in the order the controller uses.
     m_backend->key(55, true);
     m_backend->key(56, true);
@@ -247,21 +152,21 @@ TEST_F(X11BackendTest, modifiersHeldAroundAKeyReachItsState) {
     m_backend->key(61, false);
     m_backend->key(62, false);
     m_backend->flush();
-    const auto presses = keyPresses(6);
-    ASSERT_EQ(presses.size(), 6u);
-    EXPECT_EQ(presses[0].keysym, XK_Super_L);
-    EXPECT_EQ(presses[1].keysym, XK_Shift_L);
-    EXPECT_EQ(presses[2].keysym, XK_Z);
-    EXPECT_EQ(presses[2].state & (ShiftMask | Mod4Mask), unsigned(ShiftMask | Mod4Mask));
-    EXPECT_EQ(presses[3].keysym, XK_Control_R);
-    EXPECT_EQ(presses[4].keysym, XK_Alt_R);
-    EXPECT_EQ(presses[5].keysym, XK_a);
-    EXPECT_EQ(presses[5].state & (ControlMask | Mod1Mask), unsigned(ControlMask | Mod1Mask));
+    const auto seen = presses(6);
+    ASSERT_EQ(seen.size(), 6u);
+    EXPECT_EQ(seen[0].keysym, XK_Super_L);
+    EXPECT_EQ(seen[1].keysym, XK_Shift_L);
+    EXPECT_EQ(seen[2].keysym, XK_Z);
+    EXPECT_EQ(seen[2].state & (ShiftMask | Mod4Mask), unsigned(ShiftMask | Mod4Mask));
+    EXPECT_EQ(seen[3].keysym, XK_Control_R);
+    EXPECT_EQ(seen[4].keysym, XK_Alt_R);
+    EXPECT_EQ(seen[5].keysym, XK_a);
+    EXPECT_EQ(seen[5].state & (ControlMask | Mod1Mask), unsigned(ControlMask | Mod1Mask));
 }
 
 TEST_F(X11BackendTest, textArrivesExactlyWhateverIsHeldAndTheKeymapIsRestored) {
-    openWindow(0, 0, 200, 200);
-    const std::vector<KeySym> original = keymap();
+    m_client.openWindow(0, 0, 200, 200);
+    const std::vector<KeySym> original = m_client.keymap();
     const std::string text = "Hello, 世界 👋";
     for (std::size_t offset = 0; offset < text.size();) {
         const std::size_t start = offset;
@@ -282,10 +187,10 @@ TEST_F(X11BackendTest, textArrivesExactlyWhateverIsHeldAndTheKeymapIsRestored) {
     for (std::size_t offset = 0; offset < text.size();)
         expected += nextCodePoint(text, offset);
 
-    const auto presses = keyPresses(expected.size() + 6);
+    const auto seen = presses(expected.size() + 6);
     std::u32string typed;
     std::vector<KeySym> others;
-    for (const auto& press : presses) {
+    for (const auto& press : seen) {
         if (press.keysym == XK_Shift_L || press.keysym == XK_Caps_Lock || press.keysym == XK_Return)
             others.push_back(press.keysym);
         else
@@ -295,13 +200,13 @@ TEST_F(X11BackendTest, textArrivesExactlyWhateverIsHeldAndTheKeymapIsRestored) {
     EXPECT_EQ(others, (std::vector<KeySym>{XK_Shift_L, XK_Caps_Lock, XK_Caps_Lock, XK_Return}));
 
     // The borrowed codes stay lent while clients may still translate, then come back empty.
-    EXPECT_NE(keymap(), original);
-    EXPECT_TRUE(waitUntil([&] { return keymap() == original; }, 3000))
+    EXPECT_NE(m_client.keymap(), original);
+    EXPECT_TRUE(waitUntil([&] { return m_client.keymap() == original; }, 3000))
         << "the spare key codes were not restored";
 }
 
 TEST_F(X11BackendTest, scrollPixelsBecomeWheelStepsWithTheRemainderKept) {
-    openWindow(0, 0, 400, 400);
+    m_client.openWindow(0, 0, 400, 400);
     move(200, 200);
     using Phase = ScrollEvent::Phase;
     // Steps of 5 pixels, each far below one wheel step, add up to three.

@@ -1,0 +1,256 @@
+// Send-to-screen latency of a move. The quillvane program runs as a child (headless, posting
+// through its X11 backend); this process is the phone, sending moves of one small sample at 240
+// per second for 20 s over the real TLS-PSK link on loopback, and a separate X client on a thread
+// of its own stamps each motion event as the X server reports it. For the floor, the same moves
+// are posted as bare XTest motions from this process at the same rate to the same observer. The
+// pointer sweeps back and forth so every move lands on a pixel of its own, and the n-th move is
+// matched with the first later motion at its pixel. Without DISPLAY a private Xvfb is started.
+// QUILLVANE_BENCH_INPUT_SECONDS shortens the runs for trials.
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "EventWait.h"
+#include "HostProcess.h"
+#include "MotionObserver.h"
+#include "PrivateXServer.h"
+#include "SessionClient.h"
+#include "XTestPointer.h"
+#include "pointer/TrackpadMoveBatch.h"
+
+#include <X11/Xlib.h>
+
+using namespace quillvane;
+using namespace quillvane::bench;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr double kMovesPerSecond = 240;
+constexpr int kDefaultSeconds = 20;
+// Half a second of each run is not counted: the first use of every path.
+constexpr int kWarmupMoves = 120;
+// The sweep: this many pixels per move, turning round after this many moves.
+constexpr int kStep = 2;
+constexpr int kLeg = 100;
+// How far past a move's own motion a match may look, should one ever go missing.
+constexpr std::size_t kMatchWindow = 16;
+
+constexpr double kTargetP50 = 1;
+constexpr double kTargetP99 = 3;
+constexpr double kTargetAboveFloor = 2;
+
+int failWith(const std::string& reason) {
+    std::fprintf(stderr, "bench_input_latency: %s\n", reason.c_str());
+    return 1;
+}
+
+int runSeconds() {
+    bool ok = false;
+    const int seconds = qEnvironmentVariableIntValue("QUILLVANE_BENCH_INPUT_SECONDS", &ok);
+    return ok && seconds > 0 ? seconds : kDefaultSeconds;
+}
+
+std::int64_t nanosecondsNow() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
+        .count();
+}
+
+// The horizontal step of move `i`: the pointer goes right for a leg, then left for one.
+int stepOf(int i) {
+    return (i / kLeg) % 2 == 0 ? kStep : -kStep;
+}
+
+// Calls `post(i)` for every move at the benchmark's rate, from the event loop, so heartbeats and
+// socket writes go on in between. A late wake-up posts every move that fell due, as a phone's
+// queued touches would.
+void pace(int count, const std::function<void(int)>& post) {
+    const Clock::time_point start = Clock::now();
+    const auto due = [&](int i) {
+        return start + std::chrono::nanoseconds(std::llround(i / kMovesPerSecond * 1e9));
+    };
+    int sent = 0;
+    QTimer timer;
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    const auto pump = [&] {
+        while (sent < count && Clock::now() >= due(sent))
+            post(sent++);
+        if (sent < count)
+            timer.start(std::max(
+                std::chrono::ceil<std::chrono::milliseconds>(due(sent) - Clock::now()), 0ms));
+    };
+    QObject::connect(&timer, &QTimer::timeout, &timer, pump);
+    pump();
+    const auto length = std::chrono::milliseconds(std::llround(count / kMovesPerSecond * 1000));
+    waitUntil([&] { return sent == count; }, length + 30s);
+}
+
+struct Run {
+    std::vector<double> latencies; // milliseconds, counted moves only
+    int unmatched = 0;
+};
+
+// Sends `count` moves through `post` from (x0, y0) and pairs each with the motion it caused.
+Run measure(MotionObserver& observer, XTestPointer& pointer, int x0, int y0, int count,
+            const std::function<void(int, int, int)>& post) {
+    pointer.warp(x0, y0);
+    waitUntil([&] { return observer.lastAt(x0, y0); }, 2s);
+    observer.take();
+
+    std::vector<int> xs(static_cast<std::size_t>(count));
+    int x = x0;
+    for (int i = 0; i < count; ++i)
+        xs[static_cast<std::size_t>(i)] = x += stepOf(i);
+    std::vector<std::int64_t> sentAt(static_cast<std::size_t>(count));
+    pace(count, [&](int i) {
+        sentAt[static_cast<std::size_t>(i)] = nanosecondsNow();
+        post(i, xs[static_cast<std::size_t>(i)], y0);
+    });
+    waitUntil([&] { return observer.lastAt(xs.back(), y0); }, 2s);
+    const std::vector<MotionObserver::Motion> motions = observer.take();
+
+    Run run;
+    std::size_t next = 0;
+    for (int i = 0; i < count; ++i) {
+        const auto index = static_cast<std::size_t>(i);
+        const std::size_t end = std::min(motions.size(), next + kMatchWindow);
+        std::size_t found = next;
+        while (found < end && (motions[found].x != xs[index] || motions[found].y != y0))
+            ++found;
+        if (found == end || motions[found].at < sentAt[index]) {
+            ++run.unmatched;
+            continue;
+        }
+        next = found + 1;
+        if (i >= kWarmupMoves)
+            run.latencies.push_back(static_cast<double>(motions[found].at - sentAt[index]) / 1e6);
+    }
+    return run;
+}
+
+// The smallest value with at least `fraction` of the sorted set at or below it.
+double percentile(const std::vector<double>& sorted, double fraction) {
+    const auto rank =
+        static_cast<std::size_t>(std::ceil(fraction * static_cast<double>(sorted.size())));
+    return sorted[std::clamp<std::size_t>(rank, 1, sorted.size()) - 1];
+}
+
+struct Figures {
+    double p50 = 0;
+    double p99 = 0;
+    double p999 = 0;
+    double max = 0;
+};
+
+Figures figuresOf(std::vector<double> latencies) {
+    std::sort(latencies.begin(), latencies.end());
+    return {percentile(latencies, 0.5), percentile(latencies, 0.99), percentile(latencies, 0.999),
+            latencies.back()};
+}
+
+void printRow(const char* name, const Run& run, const Figures& figures) {
+    std::printf("  %-30s %6zu %8.3f %8.3f %8.3f %8.3f %9d\n", name, run.latencies.size(),
+                figures.p50, figures.p99, figures.p999, figures.max, run.unmatched);
+}
+
+const char* verdict(bool met) {
+    return met ? "met" : "MISSED";
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // The observer's thread and this one each use a connection of their own.
+    XInitThreads();
+    QCoreApplication app(argc, argv);
+    const int seconds = runSeconds();
+    const int count = kWarmupMoves + static_cast<int>(seconds * kMovesPerSecond);
+    std::string error;
+
+    PrivateXServer privateServer;
+    std::string serverName;
+    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
+        if (!privateServer.start(error))
+            return failWith(error);
+        qputenv("DISPLAY", QByteArray::fromStdString(privateServer.display()));
+        serverName = "private Xvfb on " + privateServer.display() + " (DISPLAY was not set)";
+    } else {
+        serverName = "DISPLAY=" + qEnvironmentVariable("DISPLAY").toStdString();
+    }
+
+    XTestPointer pointer;
+    if (!pointer.open(error))
+        return failWith(error);
+    // The sweep runs from a quarter of the screen's width, halfway down, a leg to the right.
+    const int x0 = pointer.screenWidth() / 4;
+    const int y0 = pointer.screenHeight() / 2;
+    MotionObserver observer;
+    const int margin = 8;
+    if (!observer.start({x0 - margin, y0 - margin, kLeg * kStep + 2 * margin, 2 * margin}, error))
+        return failWith(error);
+
+    HostProcess host;
+    if (!host.start(20s))
+        return failWith(host.error().toStdString());
+    SessionClient client(host.profile(), QStringLiteral("127.0.0.1"), host.port());
+    client.bind();
+    if (!waitUntil([&] { return client.isBound() || client.lost(); }, 10s) || !client.isBound())
+        return failWith("the controller did not bind");
+    client.startHeartbeats();
+
+    std::printf("bench_input_latency: X server: %s, %dx%d\n", serverName.c_str(),
+                pointer.screenWidth(), pointer.screenHeight());
+    std::printf("bench_input_latency: %.0f moves/s for %d s per run, one sample of %d px each; "
+                "send to MotionNotify at a separate X client\n",
+                kMovesPerSecond, seconds, kStep);
+    std::fflush(stdout);
+
+    const Run floor =
+        measure(observer, pointer, x0, y0, count, [&](int, int x, int y) { pointer.post(x, y); });
+
+    std::vector<WireMessage> moves;
+    for (int i = 0; i < count; ++i)
+        moves.push_back(
+            TrackpadMoveBatch::messages(std::vector<TrackpadVector>{{double(stepOf(i)), 0}})
+                .front());
+    const Run link = measure(observer, pointer, x0, y0, count, [&](int i, int, int) {
+        client.send(moves[static_cast<std::size_t>(i)]);
+    });
+    const bool lost = client.lost();
+    client.close();
+    host.stop();
+    observer.stop();
+
+    if (lost)
+        return failWith("the host ended the session during the run");
+    if (floor.latencies.empty() || link.latencies.empty())
+        return failWith(std::string("no motion events were matched for the ") +
+                        (floor.latencies.empty() ? "floor" : "link") +
+                        " run: the observer saw nothing, or the host could not post");
+
+    const Figures linkFigures = figuresOf(link.latencies);
+    const Figures floorFigures = figuresOf(floor.latencies);
+    const double aboveFloor = linkFigures.p99 - floorFigures.p99;
+    std::printf("  %-30s %6s %8s %8s %8s %8s %9s\n", "latency (ms)", "moves", "p50", "p99", "p99.9",
+                "max", "unmatched");
+    printRow("link: controller -> host -> X", link, linkFigures);
+    printRow("floor: local XTest motion", floor, floorFigures);
+    std::printf("  p99 above floor: %.3f ms\n", aboveFloor);
+    std::printf("  targets: p50 <= %.0f ms %s, p99 <= %.0f ms %s, p99 above floor <= %.0f ms %s\n",
+                kTargetP50, verdict(linkFigures.p50 <= kTargetP50), kTargetP99,
+                verdict(linkFigures.p99 <= kTargetP99), kTargetAboveFloor,
+                verdict(aboveFloor <= kTargetAboveFloor));
+    return 0;
+}
