@@ -28,16 +28,13 @@ void checkInvariants(const PairingHistory::DecodedHistory& decoded) {
         check(ids.insert(profile.id).second);
         check(profile.keyData().has_value());
     }
-    if (history.selectedID()) {
-        check(ids.contains(*history.selectedID()));
-        check(history.selected() != nullptr && history.selected()->id == *history.selectedID());
-    } else {
-        check(history.selected() == nullptr);
-    }
-    if (decoded.legacy) {
-        check(history.profiles().size() == 1);
-        check(history.selectedID() == history.profiles().front().id);
-    }
+    // The selection is one of the profiles, and selected() agrees with selectedID().
+    const auto* selected = history.selected();
+    check(selected ? ids.contains(selected->id) && history.selectedID() == selected->id
+                   : !history.selectedID());
+    // A legacy item held one profile, which becomes the selected one.
+    check(!decoded.legacy ||
+          (history.profiles().size() == 1 && history.selectedID() == history.profiles()[0].id));
 }
 
 } // namespace

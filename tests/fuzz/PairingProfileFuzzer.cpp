@@ -2,10 +2,12 @@
 // own texts or yield a profile that is usable and survives its own link; and any name the Mac may
 // carry must come back from its link as the same (or, past 100 characters, the cut) name.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <variant>
 
 #include "pairing/PairingProfile.h"
 #include "protocol/PadError.h"
@@ -13,52 +15,45 @@
 
 namespace {
 
-using quillvane::PadError;
 using quillvane::PairingProfile;
+using Parsed = std::variant<PairingProfile, std::string>;
 
-constexpr std::string_view kNotALink = "请扫描或粘贴 Quillvane Mac 端配对码";
+const std::string kNotALink = "请扫描或粘贴 Quillvane Mac 端配对码";
 
 void check(bool condition) {
     if (!condition)
         __builtin_trap();
 }
 
-bool isOwnText(const std::string& message) {
-    return message == kNotALink || message == "配对码不完整" || message == "配对密钥无效";
+// The profile, or the text of the refusal.
+Parsed parse(std::string_view text) {
+    try {
+        return PairingProfile::parse(text);
+    } catch (const quillvane::PadError& error) {
+        return error.message();
+    }
 }
 
-bool isPlainAsciiLink(std::string_view url) {
-    for (const char c : url)
-        if (c < 0x21 || c > 0x7E)
-            return false;
-    return url.starts_with("quillvane://pair?id=");
-}
-
-// Parses a profile's own link. A link longer than the paste bound is refused like any other long
-// text (a name of 100 huge characters can need more); anything shorter must give the profile back.
+// Parses a profile's own link, which is plain ASCII. A link longer than the paste bound is refused
+// like any other long text (a name of 100 huge characters can need more); anything shorter must
+// give the profile back.
 void checkLinkRoundTrip(const PairingProfile& profile, const PairingProfile& expected) {
     const std::string url = profile.url();
-    check(isPlainAsciiLink(url));
-    if (quillvane::characterCount(url) >= PairingProfile::kMaxLinkCharacters) {
-        try {
-            PairingProfile::parse(url);
-            check(false);
-        } catch (const PadError& error) {
-            check(error.message() == kNotALink);
-        }
-        return;
-    }
-    check(PairingProfile::parse(url) == expected);
+    check(url.starts_with("quillvane://pair?id=") &&
+          std::ranges::all_of(url, [](char c) { return c >= 0x21 && c <= 0x7E; }));
+    if (quillvane::characterCount(url) >= PairingProfile::kMaxLinkCharacters)
+        check(parse(url) == Parsed(kNotALink));
+    else
+        check(parse(url) == Parsed(expected));
 }
 
 void checkParse(std::string_view text) {
-    PairingProfile profile;
-    try {
-        profile = PairingProfile::parse(text);
-    } catch (const PadError& error) {
-        check(isOwnText(error.message()));
+    const Parsed parsed = parse(text);
+    if (const auto* refusal = std::get_if<std::string>(&parsed)) {
+        check(*refusal == kNotALink || *refusal == "配对码不完整" || *refusal == "配对密钥无效");
         return;
     }
+    const PairingProfile& profile = std::get<PairingProfile>(parsed);
     check(profile.keyData().has_value());
     check(quillvane::isValidUtf8(profile.name));
     check(quillvane::characterCount(profile.name) <= PairingProfile::kMaxNameCharacters);

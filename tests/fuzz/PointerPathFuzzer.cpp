@@ -1,6 +1,8 @@
 // Drives the pointer's start-point and clamping rules the way the input controller does, with
 // random display layouts, reported locations, times and delta batches, and traps on any position
 // that is not finite or not on a display.
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -16,27 +18,22 @@ using namespace quillvane;
 
 namespace {
 
-class FuzzInput {
-public:
-    FuzzInput(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) {}
+// Reads the input front to back; an exhausted input reads as zeros.
+struct FuzzInput {
+    const std::uint8_t* data;
+    std::size_t size;
+    std::size_t offset = 0;
 
-    bool empty() const { return m_offset >= m_size; }
-    std::uint8_t byte() { return empty() ? 0 : m_data[m_offset++]; }
+    bool empty() const { return offset >= size; }
+    std::uint8_t byte() { return empty() ? 0 : data[offset++]; }
     std::int16_t int16() { return static_cast<std::int16_t>(byte() | byte() << 8); }
     std::uint16_t uint16() { return static_cast<std::uint16_t>(byte() | byte() << 8); }
     double raw() {
         std::uint64_t bits = 0;
         for (int i = 0; i < 8; ++i)
             bits |= std::uint64_t{byte()} << (8 * i);
-        double value;
-        std::memcpy(&value, &bits, sizeof value);
-        return value;
+        return std::bit_cast<double>(bits);
     }
-
-private:
-    const std::uint8_t* m_data;
-    std::size_t m_size;
-    std::size_t m_offset = 0;
 };
 
 void check(bool condition) {
@@ -53,51 +50,41 @@ bool same(TrackpadVector a, TrackpadVector b) {
 // touching or far apart.
 std::vector<DisplayRect> layout(FuzzInput& in) {
     std::vector<DisplayRect> screens(1 + in.byte() % 4);
-    for (std::size_t i = 0; i < screens.size(); ++i) {
-        auto& r = screens[i];
+    for (auto& r : screens) {
+        const double first = &r == &screens.front() ? 1 : 0;
         r.x = in.int16();
         r.y = in.int16();
         const std::uint8_t fraction = in.byte();
-        r.width = in.uint16() % 5000 + (fraction & 0x0F) / 16.0;
-        r.height = in.uint16() % 5000 + (fraction >> 4) / 16.0;
-        if (i == 0) {
-            r.width += 1;
-            r.height += 1;
-        }
+        r.width = in.uint16() % 5000 + (fraction & 0x0F) / 16.0 + first;
+        r.height = in.uint16() % 5000 + (fraction >> 4) / 16.0 + first;
     }
     return screens;
 }
 
+// Mostly sixteenths of a point; the extremes stand for the largest jumps.
 double delta(FuzzInput& in) {
     const std::int16_t v = in.int16();
-    if (v == INT16_MAX)
-        return 2000;
-    if (v == INT16_MIN)
-        return -2000;
-    return v / 16.0;
+    return v == INT16_MAX ? 2000 : v == INT16_MIN ? -2000 : v / 16.0;
 }
 
 bool onDisplay(TrackpadVector p, const std::vector<DisplayRect>& screens) {
-    for (const auto& r : screens)
-        if (r.isUsable() && r.contains(p.x, p.y))
-            return true;
-    return false;
+    return std::ranges::any_of(
+        screens, [&](const DisplayRect& r) { return r.isUsable() && r.contains(p.x, p.y); });
 }
 
 // A clamped point sits at least one point inside the far edges (or on the near edge of a display
 // narrower than that).
 bool insideFarEdges(TrackpadVector p, const std::vector<DisplayRect>& screens) {
-    for (const auto& r : screens)
-        if (r.isUsable() && r.minX() <= p.x && p.x <= std::max(r.minX(), r.maxX() - 1) &&
-            r.minY() <= p.y && p.y <= std::max(r.minY(), r.maxY() - 1))
-            return true;
-    return false;
+    return std::ranges::any_of(screens, [&](const DisplayRect& r) {
+        return r.isUsable() && r.minX() <= p.x && p.x <= std::max(r.minX(), r.maxX() - 1) &&
+               r.minY() <= p.y && p.y <= std::max(r.minY(), r.maxY() - 1);
+    });
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzInput in(data, size);
+    FuzzInput in{data, size};
     const std::vector<DisplayRect> screens = layout(in);
     PointerPosition position;
     TrackpadVector observed{in.int16() * 1.0, in.int16() * 1.0};
@@ -139,14 +126,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
             const auto path = PointerPath::positions(start, deltas, screens);
             check(path.size() == deltas.size());
-            TrackpadVector previous = start;
             for (std::size_t i = 0; i < path.size(); ++i) {
                 const TrackpadVector p = path[i];
-                check(std::isfinite(p.x) && std::isfinite(p.y));
-                check(onDisplay(p, screens));
-                const TrackpadVector unclamped{previous.x + deltas[i].x, previous.y + deltas[i].y};
-                check(same(p, unclamped) || insideFarEdges(p, screens));
-                previous = p;
+                const TrackpadVector previous = i == 0 ? start : path[i - 1];
+                check(std::isfinite(p.x) && std::isfinite(p.y) && onDisplay(p, screens));
+                // Either the step went through unchanged or the point was clamped.
+                check(same(p, {previous.x + deltas[i].x, previous.y + deltas[i].y}) ||
+                      insideFarEdges(p, screens));
             }
             position.record(path.back());
             check(position.commanded() && same(*position.commanded(), path.back()));

@@ -34,22 +34,17 @@ struct ToolResult {
     QString errors;
 };
 
-// Runs a command-line tool to completion (blocking the event loop meanwhile).
+// Runs a command-line tool to completion (blocking the event loop meanwhile); one that does not
+// start, crashes or runs out of time (and is killed then) gives exit code -1.
 inline ToolResult runTool(const QString& program, const QStringList& arguments,
                           const QByteArray& input = {}, int timeoutMs = 20000) {
     QProcess process;
     process.start(program, arguments);
-    if (!process.waitForStarted(timeoutMs))
-        return {-1, {}, program + QStringLiteral(" did not start")};
     process.write(input);
     process.closeWriteChannel();
-    if (!process.waitForFinished(timeoutMs)) {
-        process.kill();
-        process.waitForFinished();
-        return {-1, {}, program + QStringLiteral(" timed out")};
-    }
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAllStandardOutput()),
+    if (!process.waitForFinished(timeoutMs) || process.exitStatus() != QProcess::NormalExit)
+        return {-1, {}, program + QStringLiteral(": ") + process.errorString()};
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
 }
 
