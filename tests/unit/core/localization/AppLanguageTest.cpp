@@ -4,42 +4,19 @@
 
 using namespace quillvane;
 
-namespace {
-using Languages = std::vector<std::string>;
-}
-
-TEST(AppLanguage, persistsByRawValue) {
-    const std::vector<std::string_view> raws = {"system", "zh-Hans", "en"};
-    ASSERT_EQ(kAllAppLanguages.size(), raws.size());
-    for (std::size_t i = 0; i < raws.size(); ++i) {
-        EXPECT_EQ(rawValue(kAllAppLanguages[i]), raws[i]);
-        EXPECT_EQ(appLanguageFromRaw(raws[i]), kAllAppLanguages[i]);
-        EXPECT_EQ(appLanguageFromStored(raws[i]), kAllAppLanguages[i]);
-    }
-    EXPECT_EQ(appLanguageFromRaw("de"), std::nullopt);
-    EXPECT_EQ(appLanguageFromRaw("zh-hans"), std::nullopt);
+TEST(AppLanguage, readsTheStoredSettingAndResolvesTheSystemsPreferences) {
+    for (const AppLanguage language : kAllAppLanguages)
+        EXPECT_EQ(appLanguageFromStored(rawValue(language)), language);
+    EXPECT_EQ(rawValue(AppLanguage::simplifiedChinese), "zh-Hans");
     EXPECT_EQ(appLanguageFromStored("de"), AppLanguage::system);
-    EXPECT_EQ(appLanguageFromStored(""), AppLanguage::system);
-}
 
-TEST(AppLanguage, followsTheFirstChineseOrEnglishPreference) {
-    const auto fromSystem = [](Languages list) { return resolved(AppLanguage::system, list); };
-    EXPECT_EQ(fromSystem({"fr-FR", "zh_TW"}), AppLanguage::simplifiedChinese);
-    EXPECT_EQ(fromSystem({"fr-FR", "zh_Hant_TW"}), AppLanguage::simplifiedChinese);
-    EXPECT_EQ(fromSystem({"ZH"}), AppLanguage::simplifiedChinese);
-    EXPECT_EQ(fromSystem({"en-GB", "zh-Hans"}), AppLanguage::english);
-    EXPECT_EQ(fromSystem({"de-DE", "EN_us", "zh"}), AppLanguage::english);
-    EXPECT_EQ(fromSystem({"fr-FR"}), AppLanguage::english);
-    EXPECT_EQ(fromSystem({}), AppLanguage::english);
-    // Only whole language subtags count: these are other languages, skipped like fr.
-    EXPECT_EQ(fromSystem({"zha", "eng", "zh"}), AppLanguage::simplifiedChinese);
-    EXPECT_EQ(fromSystem({"zhx-CN"}), AppLanguage::english);
-}
-
-TEST(AppLanguage, explicitChoiceIgnoresPreferences) {
-    const Languages chinese = {"zh-Hans"};
-    const Languages english = {"en"};
-    EXPECT_EQ(resolved(AppLanguage::english, chinese), AppLanguage::english);
-    EXPECT_EQ(resolved(AppLanguage::simplifiedChinese, english), AppLanguage::simplifiedChinese);
-    EXPECT_EQ(resolved(AppLanguage::simplifiedChinese, {}), AppLanguage::simplifiedChinese);
+    using Languages = std::vector<std::string>;
+    // Only whole language subtags count: "zha", "eng" and "zhx" are other languages, skipped.
+    for (const Languages& preferred : {Languages{"fr-FR", "zh_TW"}, {"ZH"}, {"zha", "eng", "zh"}})
+        EXPECT_EQ(resolved(AppLanguage::system, preferred), AppLanguage::simplifiedChinese)
+            << testing::PrintToString(preferred);
+    for (const Languages& preferred : {Languages{"en-GB", "zh-Hans"}, {"fr-FR"}, {}, {"zhx-CN"}})
+        EXPECT_EQ(resolved(AppLanguage::system, preferred), AppLanguage::english)
+            << testing::PrintToString(preferred);
+    EXPECT_EQ(resolved(AppLanguage::english, {"zh-Hans"}), AppLanguage::english);
 }

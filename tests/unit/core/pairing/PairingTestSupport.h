@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "pairing/PairingProfile.h"
-#include "protocol/PadError.h"
+#include "unit/core/PadErrorOf.h"
 
 namespace quillvane::test {
 
@@ -16,13 +16,9 @@ inline constexpr std::string_view kOtherSecret =
 
 using Texts = std::vector<std::string>;
 
-inline Uuid uuid(std::string_view text) {
-    return *Uuid::parse(text);
-}
-
-inline const Uuid kStudioID = uuid("6B1C2A90-5D3E-4F7A-9B21-0C4D8E7F1A23");
-inline const Uuid kOfficeID = uuid("0F4E1B22-8C7D-4A10-B3E5-92D6C1A07F58");
-inline const Uuid kAtticID = uuid("A1B2C3D4-E5F6-4789-8ABC-DEF012345678");
+inline const Uuid kStudioID = *Uuid::parse("6B1C2A90-5D3E-4F7A-9B21-0C4D8E7F1A23");
+inline const Uuid kOfficeID = *Uuid::parse("0F4E1B22-8C7D-4A10-B3E5-92D6C1A07F58");
+inline const Uuid kAtticID = *Uuid::parse("A1B2C3D4-E5F6-4789-8ABC-DEF012345678");
 
 inline PairingProfile profile(const Uuid& id, std::string name, std::string_view secret = kSecret) {
     return PairingProfile{id, std::move(name), std::string(secret)};
@@ -33,18 +29,6 @@ inline std::string repeat(std::string_view unit, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         out.append(unit);
     return out;
-}
-
-// The PadError text `run` fails with, or a marker saying how it did not.
-template <class Run> std::string padErrorOf(Run&& run) {
-    try {
-        run();
-    } catch (const PadError& error) {
-        return error.message();
-    } catch (const std::exception& error) {
-        return std::string("<other exception: ") + error.what() + ">";
-    }
-    return "<no error>";
 }
 
 } // namespace quillvane::test

@@ -10,94 +10,65 @@ namespace {
 
 constexpr double interval = 0.5;
 
-std::int64_t clickState(MouseClickOutput& out, bool right, std::optional<bool> continuing,
-                        TrackpadVector at, double time) {
+// The click state of a click's two events, or -1 when there were not exactly two.
+std::int64_t click(MouseClickOutput& out, TrackpadVector at, double time, bool right = false,
+                   std::optional<bool> continuing = std::nullopt) {
     const auto events = out.events(right, continuing, at, time, interval);
-    if (events.size() != 2)
+    if (events.size() != 2 || events[0].clickState != events[1].clickState)
         return -1;
-    EXPECT_EQ(events[0].clickState, events[1].clickState);
     return events[0].clickState;
 }
 
 } // namespace
 
-TEST(MouseClickOutput, quickClicksInPlaceChainIntoDoubleAndTripleClicks) {
+TEST(MouseClickOutput, chainsQuickClicksInPlaceUntilDistanceTimeButtonOrOtherInputBreaksIt) {
     MouseClickOutput out;
-    const auto events = out.events(false, std::nullopt, {10, 10}, 1.0, interval);
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_EQ(events[0], (MouseEvent{MouseEventType::leftDown, {10, 10}, 1}));
-    EXPECT_EQ(events[1], (MouseEvent{MouseEventType::leftUp, {10, 10}, 1}));
-    EXPECT_EQ(clickState(out, false, std::nullopt, {12, 13}, 1.2), 2); // 3.6 points away
-    EXPECT_EQ(clickState(out, false, std::nullopt, {12, 13}, 1.4), 3);
-    EXPECT_EQ(clickState(out, false, std::nullopt, {12, 13}, 1.9), 4); // exactly the interval
-}
+    EXPECT_EQ(out.events(false, std::nullopt, {10, 10}, 1.0, interval),
+              (std::vector<MouseEvent>{{MouseEventType::leftDown, {10, 10}, 1},
+                                       {MouseEventType::leftUp, {10, 10}, 1}}));
+    EXPECT_EQ(click(out, {12, 13}, 1.2), 2); // 3.6 points away
+    EXPECT_EQ(click(out, {12, 13}, 1.4), 3);
+    EXPECT_EQ(click(out, {12, 13}, 1.9), 4); // exactly the interval
+    // The phone may continue a click however late, or refuse to continue it.
+    EXPECT_EQ(click(out, {12, 13}, 5.0, false, true), 5);
+    EXPECT_EQ(click(out, {12, 13}, 5.1, false, false), 1);
 
-TEST(MouseClickOutput, chainBreaksOnDistanceTimeButtonAndOtherInput) {
-    MouseClickOutput out;
-    clickState(out, false, std::nullopt, {0, 0}, 1.0);
-    EXPECT_EQ(clickState(out, false, std::nullopt, {5, 0}, 1.2), 1);
-    EXPECT_EQ(clickState(out, false, std::nullopt, {5, 0}, 1.8), 1);
-    EXPECT_EQ(clickState(out, true, std::nullopt, {5, 0}, 1.9), 1);
-    EXPECT_EQ(clickState(out, false, std::nullopt, {5, 0}, 2.0), 1);
+    // 5 points away, too late, another button.
+    EXPECT_EQ(click(out, {17, 13}, 5.2), 1);
+    EXPECT_EQ(click(out, {17, 13}, 5.8), 1);
+    EXPECT_EQ(click(out, {17, 13}, 5.9, true), 1);
+    // Forcing a continuation still needs the same place.
+    EXPECT_EQ(click(out, {22, 13}, 6.1, false, true), 1);
     out.reset();
-    EXPECT_EQ(clickState(out, false, std::nullopt, {5, 0}, 2.1), 1);
+    EXPECT_EQ(click(out, {22, 13}, 6.2), 1);
     // Passing out of reach and back in still breaks it.
-    out.moved({20, 0});
-    out.moved({5, 0});
-    EXPECT_EQ(clickState(out, false, std::nullopt, {5, 0}, 2.2), 1);
-    // A clock that runs backwards never continues a click.
-    EXPECT_EQ(clickState(out, false, std::nullopt, {5, 0}, 2.1), 1);
+    out.moved({40, 13});
+    out.moved({22, 13});
+    EXPECT_EQ(click(out, {22, 13}, 6.3), 1);
+    // An unusable interval (0 or NaN) gives no events and forgets the last click.
+    EXPECT_TRUE(out.events(false, std::nullopt, {22, 13}, 6.3, 0).empty());
+    EXPECT_EQ(click(out, {22, 13}, 6.4), 1);
 }
 
-TEST(MouseClickOutput, phoneCanForceOrRefuseContinuation) {
+TEST(MouseClickOutput, dragContinuingALeftClickIsADoubleClickDrag) {
     MouseClickOutput out;
-    clickState(out, true, std::nullopt, {0, 0}, 1.0);
-    EXPECT_EQ(clickState(out, true, true, {0, 0}, 4.0), 2);
-    EXPECT_EQ(clickState(out, true, false, {0, 0}, 4.1), 1);
-    // Forcing still needs the same button and place.
-    EXPECT_EQ(clickState(out, false, true, {0, 0}, 4.2), 1);
-    EXPECT_EQ(clickState(out, false, true, {9, 0}, 4.3), 1);
-}
-
-TEST(MouseClickOutput, invalidInputGivesNoEventsAndBreaksChain) {
-    MouseClickOutput out;
-    clickState(out, false, std::nullopt, {0, 0}, 1.0);
-    EXPECT_TRUE(out.events(false, std::nullopt, {0, 0}, 1.1, 0).empty());
-    EXPECT_TRUE(out.events(false, std::nullopt, {0, 0}, 1.1, NAN).empty());
-    EXPECT_TRUE(out.events(false, std::nullopt, {NAN, 0}, 1.1, interval).empty());
-    EXPECT_EQ(clickState(out, false, std::nullopt, {0, 0}, 1.2), 1);
-}
-
-TEST(MouseClickOutput, dragContinuingClickIsDoubleClickDrag) {
-    MouseClickOutput out;
-    clickState(out, false, std::nullopt, {50, 50}, 1.0);
+    click(out, {50, 50}, 1.0);
     const auto down = out.beginDrag({51, 50}, true, 9.0, interval); // time gap is not compared
-    ASSERT_TRUE(down);
-    EXPECT_EQ(*down, (MouseEvent{MouseEventType::leftDown, {51, 50}, 2}));
+    EXPECT_EQ(down, (MouseEvent{MouseEventType::leftDown, {51, 50}, 2}));
     EXPECT_FALSE(out.beginDrag({51, 50}, true, 9.1, interval)); // already held
     EXPECT_EQ(out.dragged({200, 80}), (MouseEvent{MouseEventType::leftDragged, {200, 80}, 2}));
     EXPECT_EQ(out.endDrag({200, 80}), (MouseEvent{MouseEventType::leftUp, {200, 80}, 2}));
     EXPECT_FALSE(out.endDrag({200, 80}));
-    EXPECT_FALSE(out.dragged({200, 80}));
-}
-
-TEST(MouseClickOutput, dragStartsFreshUnlessThePhoneContinuesALeftClick) {
-    MouseClickOutput out;
-    clickState(out, false, std::nullopt, {0, 0}, 1.0);
-    EXPECT_EQ(out.beginDrag({0, 0}, false, 1.1, interval)->clickState, 1);
-    out.endDrag({0, 0});
-    clickState(out, true, std::nullopt, {0, 0}, 1.2);
-    EXPECT_EQ(out.beginDrag({0, 0}, true, 1.3, interval)->clickState, 1);
+    // Without continuingClick, or after a right click, a drag starts at 1.
+    EXPECT_EQ(out.beginDrag({200, 80}, false, 9.2, interval)->clickState, 1);
+    out.endDrag({200, 80});
+    click(out, {200, 80}, 9.3, true);
+    EXPECT_EQ(out.beginDrag({200, 80}, true, 9.4, interval)->clickState, 1);
     // A drag that ends where it began can be continued by a click, like a real button.
-    out.endDrag({0, 0});
-    EXPECT_EQ(clickState(out, false, std::nullopt, {0, 0}, 1.4), 2);
-}
-
-TEST(MouseClickOutput, dragEndsEvenAtAnInvalidPosition) {
-    MouseClickOutput out;
-    ASSERT_TRUE(out.beginDrag({0, 0}, false, 1.0, interval));
-    EXPECT_FALSE(out.dragged({INFINITY, 0}));
+    out.endDrag({200, 80});
+    EXPECT_EQ(click(out, {200, 80}, 9.5), 2);
+    // A drag released at an unusable position posts nothing but is no longer held.
+    ASSERT_TRUE(out.beginDrag({0, 0}, false, 9.6, interval));
     EXPECT_FALSE(out.endDrag({NAN, 0}));
-    EXPECT_FALSE(out.heldClickCount());
-    EXPECT_TRUE(out.beginDrag({0, 0}, false, 1.1, interval));
+    EXPECT_TRUE(out.beginDrag({0, 0}, false, 9.7, interval));
 }
