@@ -202,6 +202,11 @@ void HostModel::start() {
     }
 
     m_advertiser = std::make_unique<ServiceAdvertiser>();
+    // Without the advertisement the phone cannot find this computer by itself; say so.
+    connect(m_advertiser.get(), &ServiceAdvertiser::failed, this, [this](const QString& reason) {
+        qCWarning(lcConnection).noquote() << QStringLiteral("Advertisement failed: ") + reason;
+        setIssue(reason);
+    });
     m_advertiser->publish(ServiceDiscovery::advertisement(m_profile->id), m_listener->serverPort());
     qCInfo(lcConnection, "Listening on port %u", unsigned{m_listener->serverPort()});
     Q_EMIT portChanged();
