@@ -24,24 +24,25 @@ public:
     std::string_view name() const override { return label; }
     bool canPost() const override { return permitted; }
     std::string unavailableReason() const override { return permitted ? "" : reason; }
-
     std::vector<DisplayRect> displays() override { return screens; }
     std::optional<TrackpadVector> pointerLocation() override { return location; }
 
     void mouse(const MouseEvent& event) override {
+        // Indexed by MouseEventType, which numbers its kinds from 1.
+        static constexpr const char* types[] = {"?",       "leftDown", "leftUp",     "rightDown",
+                                                "rightUp", "moved",    "leftDragged"};
         std::ostringstream line;
-        line << typeName(event.type) << ' ' << event.position.x << ',' << event.position.y;
+        line << types[static_cast<int>(event.type)] << ' ' << event.position.x << ','
+             << event.position.y;
         if (event.clickState != 0)
             line << " click=" << event.clickState;
         log.push_back(line.str());
         location = event.position;
     }
     void scroll(const ScrollEvent& event) override {
-        std::ostringstream line;
-        line << "scroll y=" << event.wheel1 << " x=" << event.wheel2
-             << " phase=" << static_cast<int>(event.phase)
-             << " momentum=" << static_cast<int>(event.momentum);
-        log.push_back(line.str());
+        log.push_back("scroll " + std::to_string(event.wheel1) + ',' +
+                      std::to_string(event.wheel2) +
+                      " phase=" + std::to_string(static_cast<int>(event.phase)));
     }
     void key(std::uint16_t code, bool down) override {
         log.push_back("key " + std::to_string(code) + (down ? " down" : " up"));
@@ -50,35 +51,6 @@ public:
         log.push_back("text " + std::string(character));
     }
     void flush() override { log.push_back("flush"); }
-
-    // The log without its flushes, for cases about what was posted rather than when.
-    std::vector<std::string> posted() const {
-        std::vector<std::string> lines;
-        for (const auto& line : log) {
-            if (line != "flush")
-                lines.push_back(line);
-        }
-        return lines;
-    }
-
-private:
-    static const char* typeName(MouseEventType type) {
-        switch (type) {
-        case MouseEventType::leftDown:
-            return "leftDown";
-        case MouseEventType::leftUp:
-            return "leftUp";
-        case MouseEventType::rightDown:
-            return "rightDown";
-        case MouseEventType::rightUp:
-            return "rightUp";
-        case MouseEventType::moved:
-            return "moved";
-        case MouseEventType::leftDragged:
-            return "leftDragged";
-        }
-        return "?";
-    }
 };
 
 } // namespace quillvane

@@ -29,15 +29,12 @@
 namespace quillvane {
 namespace {
 
-using testing_support::codePointOf;
 using testing_support::waitUntil;
 using testing_support::X11TestClient;
 using Strings = std::vector<std::string>;
 
-// Bounds that only keep a broken build from hanging; not timing requirements.
+// A bound that only keeps a broken build from hanging; not a timing requirement.
 constexpr int kGenerousMs = 20'000;
-// Quiet time after which no further event is expected.
-constexpr int kQuietMs = 300;
 // Whatever the controller held is let go this soon after it dies, however it died.
 constexpr int kReleaseLimitMs = 5'000;
 constexpr double kDoubleClickInterval = 0.5;
@@ -48,46 +45,30 @@ protected:
         IntegrationTest::SetUp();
         ASSERT_TRUE(m_client.isOpen()) << "cannot open the test X display";
         ASSERT_TRUE(m_dir.isValid());
-        m_backend = makeX11Backend();
         ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
-        m_input = std::make_unique<InputController>(*m_backend, uptimeSeconds,
-                                                    [] { return kDoubleClickInterval; });
-        m_settings = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("quillvane.ini")),
-                                                 QSettings::IniFormat);
-        m_keychain = std::make_unique<KeychainStore>(
-            KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString()));
-        const OutputDevice microphone{7, "quillvane-microphone", "Quillvane Microphone", true};
-        m_audio.setDevices({microphone});
-        m_settings->setValue(QStringLiteral("audioDevice"), QString::fromStdString(microphone.uid));
-
-        HostModel::Services services;
-        services.keychain = m_keychain.get();
-        services.input = m_input.get();
-        services.audio = &m_audio;
-        services.microphone = &m_microphone;
-        services.settings = m_settings.get();
-        services.uptime = uptimeSeconds;
-        services.doubleClickInterval = [] { return kDoubleClickInterval; };
-        services.computerName = [] { return std::string("Input Test Host"); };
-        m_host = std::make_unique<HostModel>(services);
-        m_host->setPrepDelay(0.05);
+        m_audio.setDevices({{7, "quillvane-microphone", "Quillvane Microphone", true}});
+        m_settings.setValue(QStringLiteral("audioDevice"), QStringLiteral("quillvane-microphone"));
+        m_host = std::make_unique<HostModel>(HostModel::Services{
+            .keychain = &m_keychain,
+            .input = &m_input,
+            .audio = &m_audio,
+            .microphone = &m_microphone,
+            .settings = &m_settings,
+            .uptime = uptimeSeconds,
+            .doubleClickInterval = [] { return kDoubleClickInterval; },
+            .computerName = [] { return std::string("Input Test Host"); },
+        });
         m_host->start();
         ASSERT_TRUE(m_host->isStarted()) << m_host->issue().toStdString();
         startController();
     }
 
     void TearDown() override {
-        if (m_controller) {
-            m_controller->kill();
-            m_controller->waitForFinished();
-        }
+        if (m_controller)
+            killController();
         m_host.reset();
-        m_input.reset();
-        m_backend.reset();
-        if (m_client.isOpen()) {
-            EXPECT_TRUE(m_client.allKeysUp()) << "a key is still held";
-            EXPECT_TRUE(m_client.noButtonHeld()) << "a button is still held";
-        }
+        EXPECT_TRUE(!m_client.isOpen() || m_client.nothingHeld())
+            << "a key or button is still held";
     }
 
     // A new quillvane-controller bound to the host, taking commands on its standard input.
@@ -114,50 +95,28 @@ protected:
         m_controller->write(QByteArray::fromStdString(line + "\n"));
     }
 
-    void sendRaw(const WireMessage& message, const char* channel = "control") {
-        send(std::string("raw ") + channel + " " + message.toJson());
-    }
-
-    // Whether the controller printed `text` (one of the host's messages) within the time.
+    // Whether the controller printed `text` (a piece of the host's messages) within the time.
     bool printed(const std::string& text) {
         const QByteArray wanted = QByteArray::fromStdString(text);
         return waitUntil([&] { return m_output.contains(wanted); }, kGenerousMs);
     }
 
-    // The line the controller prints for the host's failure message with this text.
-    static std::string failure(const std::string& text) {
-        return R"(control {"kind":"failure","version":1,"text":")" + text + "\"}\n";
-    }
-
-    Uuid beginVoice() {
-        const Uuid session = randomUuid();
+    void beginVoice() {
         WireMessage begin(WireMessage::Kind::voiceBegin);
-        begin.session = session;
-        sendRaw(begin);
-        return session;
+        begin.session = randomUuid();
+        send("raw control " + begin.toJson());
+        ASSERT_TRUE(printed(R"("kind":"voiceReady")")) << m_output.toStdString();
     }
 
-    // One short packet and its end; the host plays it out and answers with voiceDone.
-    void finishVoice(const Uuid& session) {
-        WireMessage packet(WireMessage::Kind::audio);
-        packet.session = session;
-        packet.sequence = 0;
-        packet.pcm = Bytes(480 * 4, 0);
-        sendRaw(packet, "audio");
-        WireMessage end(WireMessage::Kind::voiceEnd);
-        end.session = session;
-        end.sequence = 0;
-        sendRaw(end, "audio");
-    }
-
-    bool nothingMore() { return m_client.events(1, kQuietMs).empty(); }
+    bool nothingMore() { return m_client.events(1, 300).empty(); }
 
     X11TestClient m_client;
     QTemporaryDir m_dir;
-    std::unique_ptr<InputBackend> m_backend;
-    std::unique_ptr<InputController> m_input;
-    std::unique_ptr<QSettings> m_settings;
-    std::unique_ptr<KeychainStore> m_keychain;
+    QSettings m_settings{m_dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat};
+    KeychainStore m_keychain =
+        KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString());
+    std::unique_ptr<InputBackend> m_backend = makeX11Backend();
+    InputController m_input{*m_backend, uptimeSeconds, [] { return kDoubleClickInterval; }};
     RecordingAudio m_audio;
     FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
     std::unique_ptr<HostModel> m_host;
@@ -165,7 +124,7 @@ protected:
     QByteArray m_output;
 };
 
-TEST_F(InputSession, movesFollowThePathAcrossBothHeadsAndStopOnePointInside) {
+TEST_F(InputSession, movesCrossBothHeadsStopOnePointInsideAndABadBatchMovesNothing) {
     m_client.warpPointer(400, 300);
     send("move 300 0");
     EXPECT_TRUE(m_client.pointerReaches(700, 300, 0));
@@ -173,24 +132,15 @@ TEST_F(InputSession, movesFollowThePathAcrossBothHeadsAndStopOnePointInside) {
     EXPECT_TRUE(m_client.pointerReaches(900, 350, 0)) << "did not cross to the right head";
     send("move 2000 2000");
     EXPECT_TRUE(m_client.pointerReaches(1599, 599, 0));
-    send("move -2000 -2000");
-    EXPECT_TRUE(m_client.pointerReaches(0, 0, 0));
-    // Each sample is clamped where it lands: the first stops at the right edge, the second
-    // comes back 100 from there (the sum alone would end at the edge).
-    send("move 700 300");
-    send("move 1000 0 -100 0");
-    EXPECT_TRUE(m_client.pointerReaches(1499, 300, 0));
 
     WireMessage tooLong(WireMessage::Kind::move);
     tooLong.x = 650;
     tooLong.y = 0;
     tooLong.movementSamples = std::vector<TrackpadVector>(65, TrackpadVector{10, 0});
-    sendRaw(tooLong);
-    EXPECT_TRUE(printed(failure("无效移动事件"))) << m_output.toStdString();
-    EXPECT_TRUE(m_client.pointerReaches(1499, 300, 0));
-    // The session goes on from where the refused batch left the pointer.
-    send("move 1 1");
-    EXPECT_TRUE(m_client.pointerReaches(1500, 301, 0));
+    send("raw control " + tooLong.toJson());
+    EXPECT_TRUE(printed(R"("text":"无效移动事件")")) << m_output.toStdString();
+    send("move -1 -1");
+    EXPECT_TRUE(m_client.pointerReaches(1598, 598, 0)) << "the refused batch moved the pointer";
 }
 
 TEST_F(InputSession, clicksReachTheWindowUnderThePointer) {
@@ -199,17 +149,10 @@ TEST_F(InputSession, clicksReachTheWindowUnderThePointer) {
     send("click");
     send("click");
     send("click right");
-    const auto events = m_client.events(6);
-    Strings seen;
-    for (const auto& event : events)
-        seen.push_back(event.describe());
-    EXPECT_EQ(seen,
+    // X11 clients count clicks themselves: a second press soon after, in the same place.
+    EXPECT_EQ(m_client.described(6),
               (Strings{"+button1", "-button1", "+button1", "-button1", "+button3", "-button3"}));
-    ASSERT_EQ(events.size(), 6u);
-    // A double click to any client: the second press in the same place within the interval.
-    EXPECT_EQ(events[2].x, events[0].x);
-    EXPECT_EQ(events[2].y, events[0].y);
-    EXPECT_LT(events[2].time - events[0].time, kDoubleClickInterval * 1000);
+    EXPECT_TRUE(m_client.pointerReaches(300, 200, 0)) << "a click moved the pointer";
     EXPECT_TRUE(nothingMore());
 }
 
@@ -221,18 +164,8 @@ TEST_F(InputSession, aDragHoldsTheButtonAcrossMovesAndAClickOnlyEndsIt) {
     EXPECT_TRUE(m_client.pointerReaches(800, 300, Button1Mask));
     send("move 100 50");
     EXPECT_TRUE(m_client.pointerReaches(900, 350, Button1Mask));
-    send("move 50 -50");
-    EXPECT_TRUE(m_client.pointerReaches(950, 300, Button1Mask));
-    send("drag off");
-    EXPECT_TRUE(m_client.pointerReaches(950, 300, 0));
-    EXPECT_EQ(m_client.described(2), (Strings{"+button1", "-button1"}));
-
-    m_client.warpPointer(200, 200);
-    send("drag on");
-    send("move 20 0");
-    EXPECT_TRUE(m_client.pointerReaches(220, 200, Button1Mask));
     send("click");
-    EXPECT_TRUE(m_client.pointerReaches(220, 200, 0));
+    EXPECT_TRUE(m_client.pointerReaches(900, 350, 0));
     EXPECT_EQ(m_client.described(2), (Strings{"+button1", "-button1"}));
     EXPECT_TRUE(nothingMore()) << "the click pressed a button of its own";
 }
@@ -240,14 +173,9 @@ TEST_F(InputSession, aDragHoldsTheButtonAcrossMovesAndAClickOnlyEndsIt) {
 TEST_F(InputSession, keysAndTextArriveAsTypedWithNothingLeftHeld) {
     m_client.openWindow(0, 0, 400, 400);
     send("key 6 0x120000");
-    const auto combination = m_client.events(6);
-    Strings seen;
-    for (const auto& event : combination)
-        seen.push_back(event.describe());
-    EXPECT_EQ(seen, (Strings{"+Shift_L", "+Super_L", "+Z", "-Z", "-Super_L", "-Shift_L"}));
-    ASSERT_EQ(combination.size(), 6u);
-    EXPECT_EQ(combination[2].state & (ShiftMask | Mod4Mask), unsigned(ShiftMask | Mod4Mask));
-    EXPECT_TRUE(m_client.allKeysUp());
+    EXPECT_EQ(m_client.described(6),
+              (Strings{"+Shift_L", "+Super_L", "+Z", "-Z", "-Super_L", "-Shift_L"}));
+    EXPECT_TRUE(m_client.nothingHeld());
 
     const std::string text = "Hello, 世界 👋";
     send("text " + text);
@@ -255,18 +183,20 @@ TEST_F(InputSession, keysAndTextArriveAsTypedWithNothingLeftHeld) {
     for (std::size_t offset = 0; offset < text.size();)
         expected += nextCodePoint(text, offset);
     std::u32string typed;
-    for (const auto& event : m_client.events(2 * expected.size()))
+    for (const auto& event : m_client.events(2 * expected.size())) {
+        // Latin-1 keysyms are their code points; the others are 0x01000000 above theirs.
         if (event.type == KeyPress)
-            typed += codePointOf(event.keysym);
+            typed += static_cast<char32_t>(event.keysym & 0xFFFFFF);
+    }
     EXPECT_EQ(typed, expected);
 
     send("key 127");
-    EXPECT_TRUE(printed(failure("键盘控制需要辅助功能权限"))) << m_output.toStdString();
+    EXPECT_TRUE(printed(R"("text":"键盘控制需要辅助功能权限")")) << m_output.toStdString();
     EXPECT_TRUE(nothingMore());
 }
 
 TEST_F(InputSession, killingTheControllerReleasesWhatItHeld) {
-    const auto released = [&] { return m_client.noButtonHeld() && m_client.allKeysUp(); };
+    const auto released = [&] { return m_client.nothingHeld(); };
     m_client.warpPointer(400, 300);
     send("drag on");
     send("move 30 0");
@@ -277,8 +207,7 @@ TEST_F(InputSession, killingTheControllerReleasesWhatItHeld) {
     // The hold-mode voice shortcut is what stays held on the keyboard between messages.
     startController();
     beginVoice();
-    ASSERT_TRUE(printed(R"("kind":"voiceReady")")) << m_output.toStdString();
-    ASSERT_FALSE(m_client.allKeysUp());
+    ASSERT_FALSE(m_client.nothingHeld());
     killController();
     EXPECT_TRUE(waitUntil(released, kReleaseLimitMs)) << "the voice shortcut is still held";
 }
@@ -290,21 +219,16 @@ TEST_F(InputSession, theVoiceShortcutIsHeldOrTappedAsItsModeSays) {
     Strings tap = press;
     tap.insert(tap.end(), release.begin(), release.end());
 
-    const Uuid held = beginVoice();
+    beginVoice();
     EXPECT_EQ(m_client.described(3), press);
-    ASSERT_TRUE(printed(R"("kind":"voiceReady")")) << m_output.toStdString();
     EXPECT_TRUE(nothingMore()) << "the shortcut was let go while speaking";
-    finishVoice(held);
-    EXPECT_TRUE(printed(R"("kind":"voiceDone")")) << m_output.toStdString();
+    send("cancel");
     EXPECT_EQ(m_client.described(3), release);
-    EXPECT_TRUE(m_client.allKeysUp());
 
     m_host->setShortcutMode(VoiceShortcutMode::toggle);
     m_output.clear();
     beginVoice();
     EXPECT_EQ(m_client.described(6), tap);
-    EXPECT_TRUE(m_client.allKeysUp());
-    ASSERT_TRUE(printed(R"("kind":"voiceReady")")) << m_output.toStdString();
     send("cancel");
     EXPECT_EQ(m_client.described(6), tap);
     EXPECT_TRUE(nothingMore());

@@ -10,17 +10,35 @@
 #include <X11/Xutil.h>
 
 namespace quillvane::testing_support {
+namespace {
+
+constexpr unsigned int buttonMasks = Button1Mask | Button2Mask | Button3Mask;
+
+struct Pointer {
+    int x = 0;
+    int y = 0;
+    unsigned int mask = 0;
+};
+
+Pointer queryPointer(Display* display) {
+    Window root = 0;
+    Window child = 0;
+    Pointer pointer;
+    int windowX = 0;
+    int windowY = 0;
+    XQueryPointer(display, DefaultRootWindow(display), &root, &child, &pointer.x, &pointer.y,
+                  &windowX, &windowY, &pointer.mask);
+    return pointer;
+}
+
+} // namespace
 
 std::string WindowEvent::describe() const {
-    const bool press = type == KeyPress || type == ButtonPress;
-    std::string name;
-    if (type == ButtonPress || type == ButtonRelease) {
-        name = "button" + std::to_string(button);
-    } else {
-        const char* keysymName = XKeysymToString(keysym);
-        name = keysymName ? keysymName : "NoSymbol";
-    }
-    return (press ? "+" : "-") + name;
+    const std::string sign = type == KeyPress || type == ButtonPress ? "+" : "-";
+    if (type == ButtonPress || type == ButtonRelease)
+        return sign + "button" + std::to_string(button);
+    const char* name = XKeysymToString(keysym);
+    return sign + (name ? name : "NoSymbol");
 }
 
 X11TestClient::X11TestClient() : m_display(XOpenDisplay(nullptr)) {
@@ -31,12 +49,10 @@ X11TestClient::X11TestClient() : m_display(XOpenDisplay(nullptr)) {
     XkbSelectEvents(m_display, XkbUseCoreKbd, XkbMapNotifyMask, XkbMapNotifyMask);
 }
 
+// Closing the connection destroys the window too.
 X11TestClient::~X11TestClient() {
-    if (!m_display)
-        return;
-    if (m_window)
-        XDestroyWindow(m_display, m_window);
-    XCloseDisplay(m_display);
+    if (m_display)
+        XCloseDisplay(m_display);
 }
 
 void X11TestClient::openWindow(int x, int y, unsigned int width, unsigned int height) {
@@ -54,17 +70,6 @@ void X11TestClient::openWindow(int x, int y, unsigned int width, unsigned int he
     XSync(m_display, False);
 }
 
-PointerState X11TestClient::pointer() const {
-    Window root = 0;
-    Window child = 0;
-    PointerState state;
-    int windowX = 0;
-    int windowY = 0;
-    XQueryPointer(m_display, DefaultRootWindow(m_display), &root, &child, &state.x, &state.y,
-                  &windowX, &windowY, &state.mask);
-    return state;
-}
-
 void X11TestClient::warpPointer(int x, int y) {
     XWarpPointer(m_display, None, DefaultRootWindow(m_display), 0, 0, 0, 0, x, y);
     XSync(m_display, False);
@@ -73,21 +78,17 @@ void X11TestClient::warpPointer(int x, int y) {
 bool X11TestClient::pointerReaches(int x, int y, unsigned int buttons, int timeoutMs) const {
     return waitUntil(
         [&] {
-            const PointerState state = pointer();
-            return state.x == x && state.y == y &&
-                   (state.mask & (Button1Mask | Button2Mask | Button3Mask)) == buttons;
+            const Pointer pointer = queryPointer(m_display);
+            return pointer.x == x && pointer.y == y && (pointer.mask & buttonMasks) == buttons;
         },
         timeoutMs);
 }
 
-bool X11TestClient::allKeysUp() const {
+bool X11TestClient::nothingHeld() const {
     char keys[32];
     XQueryKeymap(m_display, keys);
-    return std::all_of(std::begin(keys), std::end(keys), [](char k) { return k == 0; });
-}
-
-bool X11TestClient::noButtonHeld() const {
-    return (pointer().mask & (Button1Mask | Button2Mask | Button3Mask)) == 0;
+    return (queryPointer(m_display).mask & buttonMasks) == 0 &&
+           std::all_of(std::begin(keys), std::end(keys), [](char k) { return k == 0; });
 }
 
 std::vector<unsigned long> X11TestClient::keymap() const {
@@ -109,26 +110,14 @@ std::vector<WindowEvent> X11TestClient::events(std::size_t count, int timeoutMs)
             while (seen.size() < count && XPending(m_display) > 0) {
                 XEvent event;
                 XNextEvent(m_display, &event);
-                WindowEvent item{.type = event.type};
                 if (event.type == KeyPress || event.type == KeyRelease) {
                     char buffer[16];
                     KeySym keysym = NoSymbol;
                     XLookupString(&event.xkey, buffer, sizeof buffer, &keysym, nullptr);
-                    item.keysym = keysym;
-                    item.state = event.xkey.state;
-                    item.x = event.xkey.x_root;
-                    item.y = event.xkey.y_root;
-                    item.time = event.xkey.time;
+                    seen.push_back({.type = event.type, .keysym = keysym});
                 } else if (event.type == ButtonPress || event.type == ButtonRelease) {
-                    item.button = event.xbutton.button;
-                    item.state = event.xbutton.state;
-                    item.x = event.xbutton.x_root;
-                    item.y = event.xbutton.y_root;
-                    item.time = event.xbutton.time;
-                } else {
-                    continue;
+                    seen.push_back({.type = event.type, .button = event.xbutton.button});
                 }
-                seen.push_back(item);
             }
             return seen.size() >= count;
         },
@@ -141,12 +130,6 @@ std::vector<std::string> X11TestClient::described(std::size_t count, int timeout
     for (const auto& event : events(count, timeoutMs))
         texts.push_back(event.describe());
     return texts;
-}
-
-char32_t codePointOf(unsigned long keysym) {
-    if (keysym >= 0x01000100 && keysym <= 0x0110ffff)
-        return static_cast<char32_t>(keysym - 0x01000000);
-    return static_cast<char32_t>(keysym);
 }
 
 } // namespace quillvane::testing_support

@@ -10,23 +10,12 @@ struct _XDisplay;
 
 namespace quillvane::testing_support {
 
-// What the server says about the pointer: root coordinates and the button and modifier mask.
-struct PointerState {
-    int x = 0;
-    int y = 0;
-    unsigned int mask = 0;
-};
-
 // A key or button event as the test window received it. Keys are translated on arrival, with the
 // keymap the server had then, as a toolkit does.
 struct WindowEvent {
     int type = 0;             // KeyPress, KeyRelease, ButtonPress or ButtonRelease
     unsigned long keysym = 0; // a KeySym; 0 is NoSymbol
     unsigned int button = 0;
-    unsigned int state = 0;
-    int x = 0;
-    int y = 0;
-    unsigned long time = 0; // the server's time stamp, in milliseconds
 
     // "+Shift_L", "-Z", "+button1": press or release and what was pressed, for readable checks.
     std::string describe() const;
@@ -47,12 +36,11 @@ public:
     // Maps a window at (x, y) on the root, waits until it shows and gives it the keyboard focus.
     void openWindow(int x, int y, unsigned int width, unsigned int height);
 
-    PointerState pointer() const;
     void warpPointer(int x, int y);
     // Waits until the pointer is at (x, y) with exactly `buttons` (Button1Mask, Button3Mask) held.
     bool pointerReaches(int x, int y, unsigned int buttons, int timeoutMs = 3000) const;
-    bool allKeysUp() const;
-    bool noButtonHeld() const;
+    // No button and no key is held down.
+    bool nothingHeld() const;
     std::vector<unsigned long> keymap() const;
 
     // Reads the window's events in order until `count` have come or the time is up.
@@ -64,8 +52,5 @@ private:
     _XDisplay* m_display = nullptr;
     unsigned long m_window = 0;
 };
-
-// The code point a keysym types, as a client decodes it.
-char32_t codePointOf(unsigned long keysym);
 
 } // namespace quillvane::testing_support
