@@ -362,7 +362,17 @@ void HostModel::route(const WireMessage& message, SecureLink* link) {
     if (!m_connected)
         throw PadError::invalid("连接尚未就绪");
     if (link == m_audio) {
-        receiveAudio(message);
+        // Every refusal on the audio channel is logged with the utterance's progress, a packet's
+        // refusal with its case and numbers.
+        try {
+            receiveAudio(message);
+        } catch (const VoiceReceiveFailure& failure) {
+            logAudioRejected(QString::fromStdString(failure.debugDescription()));
+            throw;
+        } catch (const std::exception& error) {
+            logAudioRejected(text(error));
+            throw;
+        }
         return;
     }
     if (link != m_control)
@@ -517,14 +527,7 @@ void HostModel::receiveAudio(const WireMessage& message) {
         throw PadError::invalid("无效 PCM");
     const auto samples = static_cast<std::int64_t>(message.pcm->size() / 4);
     const std::int64_t sequence = *message.sequence;
-    try {
-        m_voice.receive(id, sequence, samples, now());
-    } catch (const VoiceReceiveFailure& failure) {
-        qCCritical(lcVoice).noquote()
-            << QStringLiteral("Audio rejected detail=%1 progress=%2")
-                   .arg(QString::fromStdString(failure.debugDescription()), voiceProgress());
-        throw;
-    }
+    m_voice.receive(id, sequence, samples, now());
     ++m_acceptedFrames;
     m_acceptedSamples += samples;
     QPointer<HostModel> self(this);
@@ -586,6 +589,11 @@ void HostModel::failVoice(const QString& reason) {
         failure.session = session;
         m_control->send(failure);
     }
+}
+
+void HostModel::logAudioRejected(const QString& detail) const {
+    qCCritical(lcVoice).noquote()
+        << QStringLiteral("Audio rejected detail=%1 progress=%2").arg(detail, voiceProgress());
 }
 
 QString HostModel::voiceProgress() const {

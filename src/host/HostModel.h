@@ -124,6 +124,7 @@ private:
     void abortVoice(const std::optional<QString>& reason);
     void failVoice(const QString& reason);
     QString voiceProgress() const;
+    void logAudioRejected(const QString& detail) const;
     void settingChanged();
 
     void setStatus(const QString& status);
