@@ -13,6 +13,7 @@
 #include <X11/Xlib.h>
 
 #include "platform/x11/X11Backend.h"
+#include "protocol/Unicode.h"
 
 namespace quillvane {
 namespace {
@@ -91,6 +92,32 @@ TEST_F(X11BackendTest, textIgnoresShiftAndCapsLockAndTheKeymapIsRestoredAfter) {
     EXPECT_NE(m_client.keymap(), original);
     EXPECT_TRUE(waitUntil([&] { return m_client.keymap() == original; }, 3000))
         << "the spare key codes were not restored";
+}
+
+TEST_F(X11BackendTest, aTextLongerThanTheSpareKeysArrivesExactlyAndKeepsItsPlace) {
+    m_client.openWindow(0, 0, 200, 200);
+    m_backend->text("a"); // the window has translated a key before, as a running toolkit has
+    m_backend->flush();
+    ASSERT_EQ(m_client.described(2), (Strings{"+a", "-a"}));
+
+    // More distinct characters than the server has spare key codes, then a key typed after them.
+    const std::string text =
+        "天地玄黄宇宙洪荒日月盈昃辰宿列张寒来暑往秋收冬藏闰余成岁律吕调阳云腾致雨露结为霜";
+    for (std::size_t offset = 0; offset < text.size(); offset += 3)
+        m_backend->text(std::string_view(text).substr(offset, 3));
+    m_backend->key(36, true);
+    m_backend->key(36, false);
+    m_backend->flush();
+
+    const std::size_t characters = text.size() / 3;
+    const auto events = m_client.events(2 * characters + 2, 20'000);
+    ASSERT_EQ(events.size(), 2 * characters + 2);
+    for (std::size_t i = 0, offset = 0; i < characters; ++i, offset += 3) {
+        std::size_t at = offset;
+        EXPECT_EQ(events[2 * i].keysym, 0x01000000ul + nextCodePoint(text, at))
+            << "character " << i;
+    }
+    EXPECT_EQ(events[2 * characters].describe(), "+Return");
 }
 
 TEST_F(X11BackendTest, withoutAServerItSaysWhatIsMissing) {

@@ -86,6 +86,16 @@ SpareKeyTyper::Slot* SpareKeyTyper::slotFor(KeySym keysym) {
     return &oldest;
 }
 
+bool SpareKeyTyper::canTypeNow(KeySym keysym) {
+    if (m_slots.empty())
+        findSpareCodes();
+    if (m_slots.empty())
+        return true; // nothing to lend, so nothing to wait for: type() posts nothing
+    return std::any_of(m_slots.begin(), m_slots.end(), [&](const Slot& slot) {
+        return slot.keysym == keysym || slot.keysym == NoSymbol || slot.lastUse <= m_batchStart;
+    });
+}
+
 void SpareKeyTyper::type(KeySym keysym) {
     Slot* slot = slotFor(keysym);
     if (!slot)

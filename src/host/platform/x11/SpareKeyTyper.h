@@ -33,6 +33,11 @@ public:
 
     // Presses and releases the keysym. Does nothing when the layout leaves no code empty.
     void type(KeySym keysym);
+    // Whether `keysym` can be typed without taking back a code lent within the current batch, whose
+    // key events clients may not have translated yet.
+    bool canTypeNow(KeySym keysym);
+    // Starts a new batch: codes used before it may be lent again.
+    void beginBatch() { m_batchStart = m_uses; }
 
     // Whether codes are lent out, so restore() has work to do.
     bool isBorrowing() const { return !m_slots.empty(); }
@@ -59,6 +64,7 @@ private:
     // Spare codes of the current burst; empty between bursts, when the layout may change.
     std::vector<Slot> m_slots;
     std::uint64_t m_uses = 0;
+    std::uint64_t m_batchStart = 0;
 };
 
 } // namespace quillvane

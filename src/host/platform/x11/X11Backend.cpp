@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include <QElapsedTimer>
 #include <QTimer>
 
 #include <X11/Xlib.h>
@@ -34,6 +37,10 @@ constexpr int evdevToXKeyCode = 8;
 // costs nothing but a few unused codes showing keysyms; giving them back earlier loses
 // characters.
 constexpr int restoreDelayMs = 500;
+// A text needing more key codes than the server has spare is typed in batches. Clients translate a
+// key event with the keymap they fetch when they see it change, so a code is lent again only after
+// this pause has given them time to read the events of the last batch.
+constexpr int batchPauseMs = 100;
 
 // Core protocol coordinates are 16-bit.
 constexpr long coordinateLimit = 32767;
@@ -146,6 +153,18 @@ private:
     bool needsWarp(PixelPoint to);
     void moveTo(PixelPoint point);
     void clickWheel(unsigned int button, std::int32_t steps);
+    void postMouse(const MouseEvent& event);
+    void postScroll(const ScrollEvent& event);
+    void postKey(std::uint16_t macKeyCode, bool down);
+
+    // Posting goes through one ordered queue: while a text waits for its next batch, later keys,
+    // clicks and moves wait behind it, so nothing overtakes the characters typed before it.
+    struct Pending {
+        std::optional<KeySym> keysym; // a character still to type, or
+        std::function<void()> post;   // any other event
+    };
+    void submit(Pending action);
+    void drain();
 
     Display* m_display = nullptr;
     std::string m_reason;
@@ -162,6 +181,9 @@ private:
     WheelStepAccumulator m_wheel;
     std::optional<SpareKeyTyper> m_typer;
     QTimer m_restoreTimer;
+    std::deque<Pending> m_pending;
+    QTimer m_batchTimer;
+    QElapsedTimer m_sinceBatch;
 };
 
 X11Backend::X11Backend() {
@@ -169,14 +191,28 @@ X11Backend::X11Backend() {
     m_restoreTimer.setSingleShot(true);
     m_restoreTimer.setInterval(restoreDelayMs);
     QObject::connect(&m_restoreTimer, &QTimer::timeout, &m_restoreTimer, [this] {
+        if (!m_pending.empty())
+            return; // the queue restarts the timer when it has typed its last character
         m_typer->restore();
         XFlush(m_display);
     });
+    m_batchTimer.setSingleShot(true);
+    m_batchTimer.setInterval(batchPauseMs);
+    QObject::connect(&m_batchTimer, &QTimer::timeout, &m_batchTimer, [this] { drain(); });
+    m_sinceBatch.start();
 }
 
 X11Backend::~X11Backend() {
     if (!m_display)
         return;
+    // Whatever still waits is posted now, unpaced: a release that never came would leave a key
+    // or button held after the program ends.
+    for (const Pending& action : m_pending) {
+        if (action.keysym)
+            m_typer->type(*action.keysym);
+        else
+            action.post();
+    }
     if (m_typer)
         m_typer->restore();
     // Closing flushes and waits for the server, so the restored mapping is in place when we go.
@@ -343,7 +379,60 @@ void X11Backend::moveTo(PixelPoint point) {
     m_lastPosition = point;
 }
 
+void X11Backend::submit(Pending action) {
+    if (m_pending.empty() && !m_batchTimer.isActive() && m_sinceBatch.elapsed() >= batchPauseMs) {
+        m_typer->beginBatch();
+        m_sinceBatch.restart();
+    }
+    const bool ready = !action.keysym || m_typer->canTypeNow(*action.keysym);
+    if (!m_pending.empty() || !ready) {
+        m_pending.push_back(std::move(action));
+        if (!m_batchTimer.isActive())
+            m_batchTimer.start();
+        return;
+    }
+    if (action.keysym)
+        m_typer->type(*action.keysym);
+    else
+        action.post();
+}
+
+void X11Backend::drain() {
+    m_typer->beginBatch();
+    m_sinceBatch.restart();
+    while (!m_pending.empty()) {
+        const Pending& action = m_pending.front();
+        if (action.keysym && !m_typer->canTypeNow(*action.keysym))
+            break;
+        if (action.keysym)
+            m_typer->type(*action.keysym);
+        else
+            action.post();
+        m_pending.pop_front();
+    }
+    XFlush(m_display);
+    if (!m_pending.empty())
+        m_batchTimer.start();
+    else if (m_typer->isBorrowing())
+        m_restoreTimer.start();
+}
+
 void X11Backend::mouse(const MouseEvent& event) {
+    if (canPost())
+        submit({std::nullopt, [this, event] { postMouse(event); }});
+}
+
+void X11Backend::scroll(const ScrollEvent& event) {
+    if (canPost())
+        submit({std::nullopt, [this, event] { postScroll(event); }});
+}
+
+void X11Backend::key(std::uint16_t macKeyCode, bool down) {
+    if (canPost())
+        submit({std::nullopt, [this, macKeyCode, down] { postKey(macKeyCode, down); }});
+}
+
+void X11Backend::postMouse(const MouseEvent& event) {
     if (!canPost())
         return;
     const auto point = nearestPixel(event.position);
@@ -379,7 +468,7 @@ void X11Backend::clickWheel(unsigned int button, std::int32_t steps) {
 // moves the page up, as on a touch screen. The desktop's own natural-scrolling setting belongs to
 // physical devices and does not apply to these buttons, so it cannot turn the direction round a
 // second time.
-void X11Backend::scroll(const ScrollEvent& event) {
+void X11Backend::postScroll(const ScrollEvent& event) {
     if (!canPost())
         return;
     const WheelSteps steps = m_wheel.add(event);
@@ -387,7 +476,7 @@ void X11Backend::scroll(const ScrollEvent& event) {
     clickWheel(steps.horizontal > 0 ? 6 : 7, std::abs(steps.horizontal));
 }
 
-void X11Backend::key(std::uint16_t macKeyCode, bool down) {
+void X11Backend::postKey(std::uint16_t macKeyCode, bool down) {
     if (!canPost())
         return;
     const auto evdev = evdevKeyForMacKey(macKeyCode);
@@ -412,9 +501,9 @@ void X11Backend::text(std::string_view character) {
         if (secondHalfOfLineBreak)
             continue;
         if (const auto keysym = keysymForCodePoint(codePoint))
-            m_typer->type(*keysym);
+            submit({*keysym, {}});
     }
-    if (m_typer->isBorrowing())
+    if (m_pending.empty() && m_typer->isBorrowing())
         m_restoreTimer.start();
 }
 
