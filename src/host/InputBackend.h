@@ -42,6 +42,10 @@ public:
 
     // Hands everything posted so far to the system without waiting for it.
     virtual void flush() = 0;
+
+    // Drops characters still waiting to be typed (a backend may type long texts in paced
+    // batches); every other event already given is still posted, in order.
+    virtual void discardPendingText() {}
 };
 
 } // namespace quillvane

@@ -252,6 +252,8 @@ void InputController::postShortcut(const std::vector<ShortcutEvent>& events) {
 }
 
 void InputController::releaseAll() {
+    // Letting go also means not typing on: the rest of a long text is dropped.
+    m_backend.discardPendingText();
     m_clickOutput.reset();
     releaseShortcut();
     endScroll();

@@ -120,6 +120,25 @@ TEST_F(X11BackendTest, aTextLongerThanTheSpareKeysArrivesExactlyAndKeepsItsPlace
     EXPECT_EQ(events[2 * characters].describe(), "+Return");
 }
 
+TEST_F(X11BackendTest, discardingStopsALongTextButNotWhatCameAfterIt) {
+    m_client.openWindow(0, 0, 200, 200);
+    const std::string text =
+        "天地玄黄宇宙洪荒日月盈昃辰宿列张寒来暑往秋收冬藏闰余成岁律吕调阳云腾致雨露结为霜";
+    for (std::size_t offset = 0; offset < text.size(); offset += 3)
+        m_backend->text(std::string_view(text).substr(offset, 3));
+    m_backend->key(36, true);
+    m_backend->discardPendingText();
+    m_backend->key(36, false);
+    m_backend->flush();
+
+    // The first batch was typed at once; the rest is gone and Return still goes down and up.
+    const auto events = m_client.events(2 * text.size() / 3 + 2, 1'000);
+    ASSERT_GE(events.size(), 4u);
+    ASSERT_LT(events.size(), 2 * text.size() / 3);
+    EXPECT_EQ(events[events.size() - 2].describe(), "+Return");
+    EXPECT_EQ(events.back().describe(), "-Return");
+}
+
 TEST_F(X11BackendTest, withoutAServerItSaysWhatIsMissing) {
     const std::string display = std::getenv("DISPLAY");
     setenv("DISPLAY", "", 1);

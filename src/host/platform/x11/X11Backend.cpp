@@ -143,6 +143,7 @@ public:
     void key(std::uint16_t macKeyCode, bool down) override;
     void text(std::string_view character) override;
     void flush() override;
+    void discardPendingText() override;
 
 private:
     void open();
@@ -415,6 +416,14 @@ void X11Backend::drain() {
         m_batchTimer.start();
     else if (m_typer->isBorrowing())
         m_restoreTimer.start();
+}
+
+void X11Backend::discardPendingText() {
+    std::erase_if(m_pending, [](const Pending& action) { return action.keysym.has_value(); });
+    if (!m_pending.empty()) {
+        m_batchTimer.stop();
+        drain(); // nothing left can wait for a key code
+    }
 }
 
 void X11Backend::mouse(const MouseEvent& event) {
