@@ -23,21 +23,6 @@ Q_LOGGING_CATEGORY(lcShortcut, "app.quillvane.Shortcut", QtInfoMsg)
 
 constexpr std::uint64_t fnFlag = 0x800000;
 
-bool withinDelta(double x, double y) {
-    return std::isfinite(x) && std::isfinite(y) && std::abs(x) <= TrackpadMoveBatch::maximumDelta &&
-           std::abs(y) <= TrackpadMoveBatch::maximumDelta;
-}
-
-bool validSamples(const std::vector<TrackpadVector>& samples) {
-    if (samples.empty() || samples.size() > TrackpadMoveBatch::maximumSamples)
-        return false;
-    for (const auto& sample : samples) {
-        if (!withinDelta(sample.x, sample.y))
-            return false;
-    }
-    return true;
-}
-
 const char* kindName(ShortcutEvent::Kind kind) {
     switch (kind) {
     case ShortcutEvent::Kind::keyDown:
@@ -81,7 +66,7 @@ void InputController::post(const MouseEvent& event) {
 // One event per call however many samples arrive: the phone batches up to 64 of them, and the
 // intermediate positions only shape the clamped path and the double-click tolerance.
 void InputController::move(const std::vector<TrackpadVector>& samples) {
-    if (!permitted() || !validSamples(samples))
+    if (!permitted() || !TrackpadMoveBatch::isValidBatch(samples))
         throw PadError::invalid("无效移动事件或缺少辅助功能权限");
     const std::vector<DisplayRect> screens = m_backend.displays();
     const TrackpadVector start = resolvedPosition();
@@ -103,7 +88,7 @@ void InputController::move(const std::vector<TrackpadVector>& samples) {
 
 void InputController::scroll(double x, double y, std::optional<TrackpadScrollPhase> phase) {
     // A missing permission reads as an invalid scroll on purpose: the phone shows one text.
-    if (!permitted() || !withinDelta(x, y))
+    if (!permitted() || !TrackpadMoveBatch::isValidDelta(x, y))
         throw PadError::invalid("无效滚动事件");
     m_clickOutput.reset();
     const auto event = m_scrollOutput.event(x, y, phase);

@@ -8,21 +8,29 @@ namespace quillvane {
 
 namespace {
 
-bool isValidSample(const TrackpadVector& v) {
-    return std::isfinite(v.x) && std::isfinite(v.y) &&
-           std::abs(v.x) <= TrackpadMoveBatch::maximumDelta &&
-           std::abs(v.y) <= TrackpadMoveBatch::maximumDelta;
-}
-
 PadError invalidMove() {
     return PadError::invalid("无效移动事件");
 }
 
 } // namespace
 
+bool TrackpadMoveBatch::isValidDelta(double x, double y) {
+    return std::isfinite(x) && std::isfinite(y) && std::abs(x) <= maximumDelta &&
+           std::abs(y) <= maximumDelta;
+}
+
+bool TrackpadMoveBatch::isValidBatch(std::span<const TrackpadVector> deltas) {
+    if (deltas.empty() || deltas.size() > maximumSamples)
+        return false;
+    for (const auto& v : deltas)
+        if (!isValidDelta(v.x, v.y))
+            return false;
+    return true;
+}
+
 std::vector<WireMessage> TrackpadMoveBatch::messages(std::span<const TrackpadVector> deltas) {
     for (const auto& v : deltas)
-        if (!isValidSample(v))
+        if (!isValidDelta(v.x, v.y))
             throw invalidMove();
 
     std::vector<WireMessage> out;
@@ -59,11 +67,8 @@ std::vector<TrackpadVector> TrackpadMoveBatch::samples(const WireMessage& messag
         message.movementSamples
             ? *message.movementSamples
             : std::vector<TrackpadVector>{{message.x.value_or(0), message.y.value_or(0)}};
-    if (result.empty() || result.size() > maximumSamples)
+    if (!isValidBatch(result))
         throw invalidMove();
-    for (const auto& v : result)
-        if (!isValidSample(v))
-            throw invalidMove();
     return result;
 }
 

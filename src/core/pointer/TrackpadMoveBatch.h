@@ -17,6 +17,11 @@ struct TrackpadMoveBatch {
 
     TrackpadMoveBatch() = delete;
 
+    // The one rule for a pointer or scroll delta: finite, and within ±2000 points per axis.
+    static bool isValidDelta(double x, double y);
+    // 1 to 64 valid deltas.
+    static bool isValidBatch(std::span<const TrackpadVector> deltas);
+
     // Move messages for the deltas in order; `x`/`y` of each is the sum of its samples, and the
     // samples are listed only when there are two or more. Throws PadError "无效移动事件" when a
     // delta is not finite or beyond ±2000, producing nothing.
