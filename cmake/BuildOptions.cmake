@@ -9,6 +9,9 @@ if(DEFINED ENV{CI} AND "$ENV{CI}" STREQUAL "true")
 endif()
 target_compile_definitions(quillvane_build_options INTERFACE
     QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CONTEXTLESS_CONNECT)
+# The version has one source, project(VERSION); the programs report it through
+# QCoreApplication::applicationVersion().
+target_compile_definitions(quillvane_build_options INTERFACE QUILLVANE_VERSION="${PROJECT_VERSION}")
 
 if(QUILLVANE_FUZZ)
     # Fuzz builds instrument everything they link, so findings inside the core are attributed.

@@ -56,12 +56,14 @@ int main(int argc, char** argv) {
     chooseQtPlatform();
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillvane"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLVANE_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("quillvane"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Lets a paired phone act as this computer's trackpad, keyboard and microphone."));
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption headless(QStringLiteral("headless"),
                                       QStringLiteral("Run without a window; report on the terminal."));
     const QCommandLineOption showPairing(

@@ -22,6 +22,7 @@ using namespace quillvane;
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillvane-controller"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLVANE_VERSION));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
         "drag on|off [continuing] | key CODE [MODIFIERS] | text TEXT | cancel |\n"
         "heartbeat on|off | raw control|audio JSON | wait SECONDS | quit"));
     parser.addHelpOption();
+    parser.addVersionOption();
     const QCommandLineOption host(QStringLiteral("host"), QStringLiteral("Host address (skips DNS-SD)."),
                                   QStringLiteral("address"));
     const QCommandLineOption port(QStringLiteral("port"), QStringLiteral("Host port."),
