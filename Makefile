@@ -4,7 +4,7 @@
 JOBS ?= $(shell nproc)
 SECONDS ?= 60
 
-.PHONY: all bootstrap configure build test run bench fuzz asan clean
+.PHONY: all bootstrap configure build test run bench fuzz asan deb clean
 
 all: build
 
@@ -37,6 +37,10 @@ asan: bootstrap
 	@cmake --preset asan >/dev/null
 	@cmake --build build-asan -j $(JOBS)
 	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -L unit
+
+# The Debian package, built from the committed tree into the parent folder and checked.
+deb: bootstrap
+	@scripts/deb
 
 clean:
 	rm -rf build build-fuzz build-asan
