@@ -20,6 +20,7 @@ build: configure
 # Unit and integration tests together; scripts/test-env gives the run its own network namespace,
 # buses, Avahi, keyring, X server and sound server, and stops them afterwards.
 test: build
+	@scripts/guest-kernel build/guest
 	@scripts/test-env ctest --test-dir build --output-on-failure -j $(JOBS)
 
 run: build
