@@ -11,6 +11,9 @@
 #ifdef QUILLVANE_INPUT_X11
 #include "platform/x11/X11Backend.h"
 #endif
+#ifdef QUILLVANE_INPUT_KWIN
+#include "platform/kwin/KWinBackend.h"
+#endif
 #ifdef QUILLVANE_INPUT_UINPUT
 #include "platform/uinput/UinputBackend.h"
 #endif
@@ -23,6 +26,9 @@ Q_LOGGING_CATEGORY(lcInput, "app.quillvane.Input", QtInfoMsg)
 const std::vector<InputBackendFactory> compiledBackends{
 #ifdef QUILLVANE_INPUT_X11
     {"x11", makeX11Backend},
+#endif
+#ifdef QUILLVANE_INPUT_KWIN
+    {"kwin", makeKWinBackend},
 #endif
 #ifdef QUILLVANE_INPUT_UINPUT
     {"uinput", makeUinputBackend},

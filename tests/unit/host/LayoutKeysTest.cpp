@@ -4,7 +4,7 @@
 
 #include <linux/input-event-codes.h>
 
-#include "platform/uinput/LayoutKeys.h"
+#include "platform/xkb/LayoutKeys.h"
 
 namespace quillvane {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <linux/input-event-codes.h>
 
-#include "platform/x11/MacKeyTable.h"
+#include "platform/evdev/MacKeyTable.h"
 
 using namespace quillvane;
 

@@ -15,8 +15,8 @@
 #include <linux/input-event-codes.h>
 
 #include "HiResWheel.h"
-#include "LayoutKeys.h"
-#include "platform/x11/MacKeyTable.h"
+#include "platform/xkb/LayoutKeys.h"
+#include "platform/evdev/MacKeyTable.h"
 #include "protocol/Unicode.h"
 
 namespace quillvane {

@@ -20,7 +20,7 @@
 #include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
 
-#include "MacKeyTable.h"
+#include "platform/evdev/MacKeyTable.h"
 #include "SpareKeyTyper.h"
 #include "WheelStepAccumulator.h"
 #include "protocol/Unicode.h"

@@ -142,21 +142,37 @@ std::optional<LayoutKeys> LayoutKeys::fromNames(const Names& names) {
     if (!keymap)
         return std::nullopt;
 
+    return fromKeymap(keymap.get());
+}
+
+std::optional<LayoutKeys> LayoutKeys::fromKeymapText(std::string_view text) {
+    const Context context(xkb_context_new(XKB_CONTEXT_NO_FLAGS));
+    if (!context)
+        return std::nullopt;
+    const Keymap keymap(xkb_keymap_new_from_buffer(context.get(), text.data(), text.size(),
+                                                   XKB_KEYMAP_FORMAT_TEXT_V1,
+                                                   XKB_KEYMAP_COMPILE_NO_FLAGS));
+    if (!keymap)
+        return std::nullopt;
+    return fromKeymap(keymap.get());
+}
+
+LayoutKeys LayoutKeys::fromKeymap(xkb_keymap* keymap) {
     LayoutKeys keys;
-    Builder builder{keymap.get(), keys.m_strokes, keyProducing(keymap.get(), XKB_KEY_Shift_L, KEY_LEFTSHIFT),
-                    keyProducing(keymap.get(), XKB_KEY_ISO_Level3_Shift, KEY_RIGHTALT)};
-    const xkb_mod_index_t shift = xkb_keymap_mod_get_index(keymap.get(), XKB_MOD_NAME_SHIFT);
+    Builder builder{keymap, keys.m_strokes, keyProducing(keymap, XKB_KEY_Shift_L, KEY_LEFTSHIFT),
+                    keyProducing(keymap, XKB_KEY_ISO_Level3_Shift, KEY_RIGHTALT)};
+    const xkb_mod_index_t shift = xkb_keymap_mod_get_index(keymap, XKB_MOD_NAME_SHIFT);
     if (shift != XKB_MOD_INVALID)
         builder.shiftMask = 1u << shift;
     // AltGr's real modifier is whatever ISO_Level3_Shift sets in this keymap (Mod5 in the usual
     // rules); pressing its key and reading the state back finds it.
     if (builder.levelThreeKey) {
-        xkb_state* state = xkb_state_new(keymap.get());
+        xkb_state* state = xkb_state_new(keymap);
         xkb_state_update_key(state, *builder.levelThreeKey + evdevOffset, XKB_KEY_DOWN);
         builder.levelThreeMask = xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED);
         xkb_state_unref(state);
     }
-    xkb_keymap_key_for_each(keymap.get(), addKey, &builder);
+    xkb_keymap_key_for_each(keymap, addKey, &builder);
     return keys;
 }
 

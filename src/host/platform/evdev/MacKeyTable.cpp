@@ -1,4 +1,4 @@
-#include "MacKeyTable.h"
+#include "platform/evdev/MacKeyTable.h"
 
 #include <array>
 

@@ -4,8 +4,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
+
+struct xkb_keymap;
 
 namespace quillvane {
 
@@ -37,10 +40,15 @@ public:
     // The layout a desktop without its own settings starts with: XKB_DEFAULT_LAYOUT when set,
     // else the system keyboard of /etc/default/keyboard, else "us".
     static std::optional<LayoutKeys> systemDefault();
+    // The layout of a keymap in XKB's text format, as a Wayland compositor hands it to clients.
+    static std::optional<LayoutKeys> fromKeymapText(std::string_view text);
 
     std::optional<KeyStroke> strokeFor(char32_t codePoint) const;
 
 private:
+    // Takes no ownership; the keymap is read once.
+    static LayoutKeys fromKeymap(xkb_keymap* keymap);
+
     // Keyed by keysym; the stroke with the fewest modifiers wins.
     std::unordered_map<std::uint32_t, KeyStroke> m_strokes;
 };

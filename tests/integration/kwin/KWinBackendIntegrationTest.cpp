@@ -1,0 +1,161 @@
+// The KWin backend against a headless KWin: what a focused Wayland window (wev) receives, and how
+// the backend is chosen and refused.
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <linux/input-event-codes.h>
+
+#include "InputBackends.h"
+#include "integration/IntegrationTest.h"
+#include "integration/support/CompositorProcess.h"
+#include "integration/support/WevRecorder.h"
+#include "platform/kwin/KWinBackend.h"
+
+namespace quillvane {
+namespace {
+
+using testing_support::CompositorProcess;
+using testing_support::WevEvent;
+using testing_support::WevRecorder;
+using Events = std::vector<WevEvent>;
+
+constexpr std::uint16_t macZ = 6, macShift = 56, macCommand = 55;
+
+std::vector<WevEvent> named(const Events& events, const std::string& name) {
+    std::vector<WevEvent> found;
+    for (const auto& event : events)
+        if (event.name == name)
+            found.push_back(event);
+    return found;
+}
+
+// "+125" for a press of evdev key 125, "-125" for its release (wev shows XKB codes, evdev + 8).
+std::vector<std::string> keyChanges(const Events& events) {
+    std::vector<std::string> changes;
+    for (const auto& event : named(events, "key"))
+        changes.push_back((event.number("state") == 1 ? "+" : "-") +
+                          std::to_string(int(*event.number("key")) - 8));
+    return changes;
+}
+
+class KWinBackendTest : public testing_support::IntegrationTest {
+protected:
+    static void SetUpTestSuite() {
+        // The desktop-entry check that lets only installed programs in is KWin's own and is lifted
+        // here; a second compositor below keeps it.
+        s_kwin = std::make_unique<CompositorProcess>(
+            "kwin", "kwin-test", std::map<std::string, std::string>{
+                                     {"KWIN_WAYLAND_NO_PERMISSION_CHECKS", "1"}});
+    }
+    static void TearDownTestSuite() { s_kwin.reset(); }
+
+    void SetUp() override {
+        IntegrationTest::SetUp();
+        ASSERT_TRUE(s_kwin->waitUntilReady()) << s_kwin->output();
+        setenv("WAYLAND_DISPLAY", "kwin-test", 1);
+        m_wev = std::make_unique<WevRecorder>("kwin-test");
+        ASSERT_TRUE(m_wev->waitForKeyboardFocus()) << "wev never got the keyboard";
+        m_backend = makeKWinBackend();
+        ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
+        // The seat gains a pointer once the backend's device exists; wev enters with it.
+        ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+            return WevRecorder::hasEvent(events, "wl_pointer", "enter");
+        }));
+        m_wev->clear();
+    }
+
+    void TearDown() override {
+        m_backend.reset();
+        m_wev.reset();
+    }
+
+    static inline std::unique_ptr<CompositorProcess> s_kwin;
+    std::unique_ptr<WevRecorder> m_wev;
+    std::unique_ptr<InputBackend> m_backend;
+};
+
+TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
+    EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
+    const TrackpadVector start = *m_backend->pointerLocation();
+    m_backend->mouse({MouseEventType::moved, {start.x + 10, start.y + 5}, 0});
+    m_backend->mouse({MouseEventType::moved, {start.x + 30, start.y - 15}, 0});
+    const TrackpadVector end{start.x + 30, start.y - 15};
+    m_backend->mouse({MouseEventType::leftDown, end, 1});
+    m_backend->mouse({MouseEventType::leftUp, end, 1});
+    m_backend->scroll({.wheel1 = 30});
+    m_backend->scroll({.wheel2 = -20});
+    m_backend->flush();
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return named(events, "axis").size() == 2; }))
+        << "no scrolling arrived";
+    const Events events = m_wev->events();
+
+    const auto motions = named(events, "motion");
+    ASSERT_EQ(motions.size(), 2u);
+    const auto [x0, y0] = *motions[0].position();
+    const auto [x1, y1] = *motions[1].position();
+    EXPECT_EQ(std::pair(x1 - x0, y1 - y0), std::pair(20.0, -20.0));
+
+    const auto buttons = named(events, "button");
+    ASSERT_EQ(buttons.size(), 2u);
+    EXPECT_EQ(buttons[0].number("button"), BTN_LEFT);
+    EXPECT_EQ(buttons[0].number("state"), 1);
+    EXPECT_EQ(buttons[1].number("state"), 0);
+
+    // Down the page is positive on Wayland, where a Mac's positive pixels move the view up.
+    const auto axes = named(events, "axis");
+    EXPECT_EQ(axes[0].number("axis"), 0);
+    EXPECT_EQ(axes[0].number("value"), -30);
+    EXPECT_EQ(axes[1].number("axis"), 1);
+    EXPECT_EQ(axes[1].number("value"), 20);
+}
+
+TEST_F(KWinBackendTest, keysKeepTheirPositionAndTextTypesThroughTheCompositorsKeymap) {
+    for (const auto key : {macCommand, macShift, macZ})
+        m_backend->key(key, true);
+    for (const auto key : {macZ, macShift, macCommand})
+        m_backend->key(key, false);
+    m_backend->flush();
+    m_backend->text("Hi!\n");
+    m_backend->flush();
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return keyChanges(events).size() >= 6 + 12;
+    })) << "not every key arrived";
+    const Events events = m_wev->events();
+    const auto changes = keyChanges(events);
+    EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
+              (std::vector<std::string>{"+125", "+42", "+44", "-44", "-42", "-125"}));
+    std::string typed;
+    const auto keys = named(events, "key");
+    for (auto key = keys.begin() + 6; key != keys.end(); ++key)
+        if (key->number("state") == 1)
+            typed += key->utf8();
+    EXPECT_EQ(typed, "Hi!\r") << "Return types a carriage return";
+    EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
+              std::string::npos)
+        << "a modifier is still held";
+}
+
+// KWin chosen where it is the session's compositor; refused, with the step that fixes it, where
+// its desktop-entry check stands.
+TEST_F(KWinBackendTest, chosenUnderKWinAndRefusedWithTheRemedyWhenNotStartedFromItsEntry) {
+    m_backend.reset();
+    const char* display = std::getenv("DISPLAY");
+    const std::string savedDisplay = display ? display : "";
+    unsetenv("DISPLAY");
+    EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "kwin");
+
+    CompositorProcess guarded("kwin", "kwin-guarded");
+    ASSERT_TRUE(guarded.waitUntilReady()) << guarded.output();
+    setenv("WAYLAND_DISPLAY", "kwin-guarded", 1);
+    const auto refused = makeKWinBackend();
+    setenv("DISPLAY", savedDisplay.c_str(), 1);
+    EXPECT_FALSE(refused->canPost());
+    EXPECT_NE(refused->unavailableReason().find("installed desktop entry"), std::string::npos)
+        << refused->unavailableReason();
+}
+
+} // namespace
+} // namespace quillvane

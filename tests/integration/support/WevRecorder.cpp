@@ -1,0 +1,106 @@
+#include "WevRecorder.h"
+
+#include <cstdlib>
+#include <map>
+#include <regex>
+
+#include <QProcessEnvironment>
+
+#include "integration/IntegrationTest.h"
+
+namespace quillvane::testing_support {
+
+std::optional<double> WevEvent::number(const std::string& label) const {
+    const std::regex pattern("(^|[ ;,])" + label + ": (-?[0-9.]+)");
+    std::smatch match;
+    if (!std::regex_search(fields, match, pattern))
+        return std::nullopt;
+    return std::strtod(match[2].str().c_str(), nullptr);
+}
+
+std::optional<std::pair<double, double>> WevEvent::position() const {
+    static const std::regex pattern(R"(x, y: (-?[0-9.]+), (-?[0-9.]+))");
+    std::smatch match;
+    if (!std::regex_search(fields, match, pattern))
+        return std::nullopt;
+    return std::pair{std::strtod(match[1].str().c_str(), nullptr),
+                     std::strtod(match[2].str().c_str(), nullptr)};
+}
+
+std::string WevEvent::utf8() const {
+    const auto start = fields.find("utf8: '");
+    if (start == std::string::npos)
+        return {};
+    const auto end = fields.rfind('\'');
+    return end > start + 7 ? fields.substr(start + 7, end - start - 7) : std::string{};
+}
+
+WevRecorder::WevRecorder(const std::string& waylandSocket) : m_process(std::make_unique<QProcess>()) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("WAYLAND_DISPLAY"), QString::fromStdString(waylandSocket));
+    m_process->setProcessEnvironment(environment);
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    QObject::connect(m_process.get(), &QProcess::readyReadStandardOutput, m_process.get(),
+                     [this] { readOutput(); });
+    // wev writes through stdio, which holds a pipe's output back in blocks.
+    m_process->start(QStringLiteral("stdbuf"), {QStringLiteral("-oL"), QStringLiteral("wev")});
+    m_process->waitForStarted();
+}
+
+WevRecorder::~WevRecorder() {
+    m_process->kill();
+    m_process->waitForFinished();
+}
+
+bool WevRecorder::started() const {
+    return m_process->state() != QProcess::NotRunning;
+}
+
+void WevRecorder::readOutput() {
+    m_partial += m_process->readAllStandardOutput().toStdString();
+    static const std::regex head(R"(^\[(\d+): *([a-z_0-9]+)\] ([a-z_]+):? ?(.*)$)");
+    std::size_t newline = 0;
+    while ((newline = m_partial.find('\n')) != std::string::npos) {
+        const std::string line = m_partial.substr(0, newline);
+        m_partial.erase(0, newline + 1);
+        std::smatch match;
+        if (std::regex_match(line, match, head))
+            m_all.push_back({std::stoi(match[1]), match[2], match[3], match[4]});
+        else if (!m_all.empty() && line.starts_with(" "))
+            m_all.back().fields += " " + line.substr(line.find_first_not_of(' '));
+    }
+}
+
+std::vector<WevEvent> WevRecorder::events() {
+    // The object of each interface that received the latest enter speaks for it.
+    std::map<std::string, int> current;
+    std::vector<WevEvent> kept;
+    for (std::size_t i = 0; i < m_all.size(); ++i) {
+        const WevEvent& event = m_all[i];
+        if (event.name == "enter")
+            current[event.interface] = event.object;
+        const auto speaker = current.find(event.interface);
+        if (i >= m_clearedUpTo && (speaker == current.end() || speaker->second == event.object))
+            kept.push_back(event);
+    }
+    return kept;
+}
+
+void WevRecorder::clear() {
+    m_clearedUpTo = m_all.size();
+}
+
+bool WevRecorder::waitFor(const std::function<bool(const std::vector<WevEvent>&)>& condition,
+                          int timeoutMs) {
+    return waitUntil([&] { return condition(events()); }, timeoutMs);
+}
+
+bool WevRecorder::hasEvent(const std::vector<WevEvent>& events, const std::string& interface,
+                           const std::string& name) {
+    for (const auto& event : events)
+        if (event.interface == interface && event.name == name)
+            return true;
+    return false;
+}
+
+} // namespace quillvane::testing_support
