@@ -11,9 +11,8 @@
 #include "net/LinkListener.h"
 #include "net/SecureLink.h"
 #include "pointer/TrackpadMoveBatch.h"
+#include "VoiceRelay.h"
 #include "protocol/PadError.h"
-#include "voice/VirtualMicrophonePolicy.h"
-#include "voice/VoiceReceiveFailure.h"
 
 namespace quillvane {
 namespace {
@@ -30,8 +29,6 @@ constexpr double kTickInterval = 1.0;
 constexpr double kStatisticsPause = 0.2;
 constexpr double kStatisticsBurst = 0.002;
 constexpr double kStatisticsPeriod = 1.0;
-constexpr double kVoiceProgressInterval = 10.0;
-constexpr double kVoiceGrace = 0.2;
 
 std::chrono::milliseconds milliseconds(double seconds) {
     return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
@@ -46,6 +43,21 @@ HostModel::HostModel(Services services, QObject* parent)
     m_timer.setInterval(milliseconds(kTickInterval));
     connect(&m_timer, &QTimer::timeout, this, &HostModel::tick);
     loadSettings();
+    if (!m_services.input || !m_services.audio || !m_services.microphone)
+        return;
+    m_voice = std::make_unique<VoiceRelay>(*m_services.input, *m_services.audio,
+                                           *m_services.microphone, m_services.uptime);
+    m_voice->sendControl = [this](const WireMessage& message) {
+        if (m_control)
+            m_control->send(message);
+    };
+    connect(m_voice.get(), &VoiceRelay::speakingChanged, this, [this](bool speaking) {
+        setSpeaking(speaking);
+        if (!speaking && m_status == kReceivingVoice)
+            setStatus(m_control ? kControllerConnected : kWaiting);
+    });
+    connect(m_voice.get(), &VoiceRelay::receiving, this, [this] { setStatus(kReceivingVoice); });
+    connect(m_voice.get(), &VoiceRelay::failed, this, &HostModel::failVoice);
 }
 
 HostModel::~HostModel() { stop(); }
@@ -305,16 +317,12 @@ void HostModel::disconnect() {
 
 void HostModel::tick() {
     const double current = now();
-    if (m_voice.id() && current - m_lastVoiceProgressAt >= kVoiceProgressInterval) {
-        m_lastVoiceProgressAt = current;
-        qCInfo(lcVoice).noquote() << QStringLiteral("Voice progress=") + voiceProgress();
-    }
     if (m_control && current - m_heartbeat > heartbeatLimit) {
         disconnect();
         setIssue(QStringLiteral("连接中断，已释放所有按键"));
     }
-    if (m_voice.expired(current))
-        failVoice(QStringLiteral("音频超时，已释放语音快捷键"));
+    if (m_voice)
+        m_voice->tick(current);
 }
 
 // --- Messages -------------------------------------------------------------------------------
@@ -362,17 +370,9 @@ void HostModel::route(const WireMessage& message, SecureLink* link) {
     if (!m_connected)
         throw PadError::invalid("连接尚未就绪");
     if (link == m_audio) {
-        // Every refusal on the audio channel is logged with the utterance's progress, a packet's
-        // refusal with its case and numbers.
-        try {
-            receiveAudio(message);
-        } catch (const VoiceReceiveFailure& failure) {
-            logAudioRejected(QString::fromStdString(failure.debugDescription()));
-            throw;
-        } catch (const std::exception& error) {
-            logAudioRejected(text(error));
-            throw;
-        }
+        if (!m_voice)
+            throw PadError::invalid("无效音频消息");
+        m_voice->receive(message);
         return;
     }
     if (link != m_control)
@@ -395,7 +395,7 @@ void HostModel::route(const WireMessage& message, SecureLink* link) {
     }
 
     // While the phone dictates, everything else on the control channel is dropped unanswered.
-    if (m_voice.id())
+    if (voiceRunning())
         return;
 
     switch (message.kind) {
@@ -466,120 +466,24 @@ void HostModel::reject(SecureLink* link, WireMessage::Kind kind, const QString& 
 // --- Voice ----------------------------------------------------------------------------------
 
 void HostModel::beginVoice(const WireMessage& message) {
-    if (!message.session)
-        throw PadError::invalid("音频缺少会话标识");
-    AudioSink& audio = *m_services.audio;
-    std::vector<OutputDevice> devices;
-    const auto device = VirtualMicrophonePolicy::freshDevice(
-        [&] { return devices = audio.devices(); }, [&] { return m_deviceUID.toStdString(); },
-        [](const OutputDevice& candidate) { return candidate.uid; });
-    if (m_deviceUID.isEmpty() || !device || !device->isVirtual)
+    if (!m_voice)
         throw PadError::invalid("请先在 Mac 选择虚拟音频输出设备");
-    const MicrophoneState microphone = m_services.microphone->inspect(devices);
-    if (microphone.kind != MicrophoneState::Kind::ready)
-        throw PadError::invalid(microphone.message());
-
-    const Uuid id = *message.session;
-    m_voice.begin(id, now());
-    m_voiceStartedAt = now();
-    m_lastVoiceProgressAt = now();
-    m_finishingID.reset();
-    m_acceptedFrames = m_acceptedSamples = m_completedSamples = 0;
-    setSpeaking(true);
-
-    audio.start(*device);
-    InputSink& input = *m_services.input;
-    input.endScroll();
-    input.setDrag(false, false);
-    input.beginShortcut(m_hotkeyCode, m_hotkeyFlags, m_shortcutMode);
-
-    QTimer::singleShot(milliseconds(m_prepDelay), Qt::PreciseTimer, this, [this, id] {
-        if (m_voice.id() != id || !m_control)
-            return;
-        WireMessage ready(WireMessage::Kind::voiceReady);
-        ready.session = id;
-        m_control->send(ready);
-        setStatus(kReceivingVoice);
-    });
-}
-
-void HostModel::receiveAudio(const WireMessage& message) {
-    using Kind = WireMessage::Kind;
-    if (message.kind != Kind::audio && message.kind != Kind::voiceEnd)
-        throw PadError::invalid("无效音频消息");
-    if (!message.session)
-        throw PadError::invalid("音频缺少会话标识");
-    const Uuid id = *message.session;
-    if (m_voice.id() != id)
-        return; // a late packet of an abandoned utterance
-
-    if (message.kind == Kind::voiceEnd) {
-        if (!message.sequence)
-            throw PadError::invalid("无效音频消息");
-        if (m_voice.end(id, *message.sequence, now()))
-            finishVoice(id);
-        return;
-    }
-
-    if (!message.pcm || !message.sequence)
-        throw PadError::invalid("无效音频消息");
-    if (message.pcm->size() % 4 != 0)
-        throw PadError::invalid("无效 PCM");
-    const auto samples = static_cast<std::int64_t>(message.pcm->size() / 4);
-    const std::int64_t sequence = *message.sequence;
-    m_voice.receive(id, sequence, samples, now());
-    ++m_acceptedFrames;
-    m_acceptedSamples += samples;
-    QPointer<HostModel> self(this);
-    m_services.audio->enqueue(*message.pcm, [self, id, sequence, samples] {
-        if (!self)
-            return;
-        self->m_completedSamples += samples;
-        if (self->m_voice.played(id, sequence))
-            self->finishVoice(id);
-    });
-}
-
-void HostModel::finishVoice(const Uuid& id) {
-    if (m_finishingID == id)
-        return;
-    m_finishingID = id;
-    // The grace keeps the shortcut held while the last buffer leaves the device.
-    QTimer::singleShot(milliseconds(kVoiceGrace), Qt::PreciseTimer, this, [this, id] {
-        if (m_voice.id() != id)
-            return;
-        abortVoice(std::nullopt);
-        if (m_control) {
-            WireMessage done(WireMessage::Kind::voiceDone);
-            done.session = id;
-            m_control->send(done);
-        }
-    });
+    m_voice->begin(message, m_deviceUID.toStdString(),
+                   {.code = m_hotkeyCode, .modifiers = m_hotkeyFlags, .mode = m_shortcutMode},
+                   m_prepDelay);
 }
 
 void HostModel::abortVoice(const std::optional<QString>& reason) {
-    if (m_voice.id())
-        qCInfo(lcVoice).noquote() << QStringLiteral("Voice ended progress=") + voiceProgress();
-    std::optional<std::string> why;
-    if (reason)
-        why = reason->toStdString();
-    if (const auto failure = m_voice.cancel(why); failure && m_control)
-        m_control->send(*failure);
-    m_voiceStartedAt.reset();
-    m_finishingID.reset();
-    if (m_services.input)
-        m_services.input->releaseShortcut();
-    if (m_services.audio)
-        m_services.audio->stop();
-    setSpeaking(false);
-    if (m_status == kReceivingVoice)
-        setStatus(m_control ? kControllerConnected : kWaiting);
+    if (m_voice)
+        m_voice->abort(reason);
 }
 
+bool HostModel::voiceRunning() const { return m_voice && m_voice->speaking(); }
+
 void HostModel::failVoice(const QString& reason) {
-    const std::optional<Uuid> session = m_voice.id();
+    const std::optional<Uuid> session = m_voice ? m_voice->session() : std::nullopt;
     if (session)
-        qCCritical(lcVoice).noquote() << QStringLiteral("Voice failed progress=") + voiceProgress();
+        qCCritical(lcVoice).noquote() << QStringLiteral("Voice failed progress=") + m_voice->progress();
     setIssue(reason);
     abortVoice(std::nullopt);
     m_services.input->releaseAll();
@@ -589,22 +493,6 @@ void HostModel::failVoice(const QString& reason) {
         failure.session = session;
         m_control->send(failure);
     }
-}
-
-void HostModel::logAudioRejected(const QString& detail) const {
-    qCCritical(lcVoice).noquote()
-        << QStringLiteral("Audio rejected detail=%1 progress=%2").arg(detail, voiceProgress());
-}
-
-QString HostModel::voiceProgress() const {
-    const double elapsed = m_voiceStartedAt ? now() - *m_voiceStartedAt : 0;
-    return QStringLiteral("elapsed=%1 frames=%2 accepted=%3 completed=%4 pending=%5 %6")
-        .arg(elapsed)
-        .arg(m_acceptedFrames)
-        .arg(m_acceptedSamples)
-        .arg(m_completedSamples)
-        .arg(m_acceptedSamples - m_completedSamples)
-        .arg(QString::fromStdString(m_services.audio->playbackState()));
 }
 
 } // namespace quillvane

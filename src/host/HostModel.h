@@ -15,7 +15,6 @@
 #include "InputSink.h"
 #include "pairing/PairingProfile.h"
 #include "protocol/WireMessage.h"
-#include "voice/VoiceSession.h"
 #include "voice/VoiceShortcutMode.h"
 
 namespace quillvane {
@@ -24,6 +23,7 @@ class KeychainStore;
 class LinkListener;
 class SecureLink;
 class ServiceAdvertiser;
+class VoiceRelay;
 
 // The host's one session object. It owns the listener and every accepted link, binds one
 // controller's control and audio channels, keeps them alive with heartbeats, routes each message
@@ -119,12 +119,9 @@ private:
     void heartbeatReply(SecureLink* link);
 
     void beginVoice(const WireMessage& message);
-    void receiveAudio(const WireMessage& message);
-    void finishVoice(const Uuid& id);
     void abortVoice(const std::optional<QString>& reason);
     void failVoice(const QString& reason);
-    QString voiceProgress() const;
-    void logAudioRejected(const QString& detail) const;
+    bool voiceRunning() const;
     void settingChanged();
 
     void setStatus(const QString& status);
@@ -156,14 +153,8 @@ private:
     double m_prepDelay = 0.3;
     VoiceShortcutMode m_shortcutMode = VoiceShortcutMode::hold;
 
-    // Voice path.
-    VoiceSession m_voice;
-    std::optional<double> m_voiceStartedAt;
-    std::optional<Uuid> m_finishingID;
-    std::int64_t m_acceptedFrames = 0;
-    std::int64_t m_acceptedSamples = 0;
-    std::int64_t m_completedSamples = 0;
-    double m_lastVoiceProgressAt = 0;
+    // Present when input, audio and microphone services were given.
+    std::unique_ptr<VoiceRelay> m_voice;
 
     // Move statistics, logged once a second at most.
     double m_timingStart = 0;

@@ -1,0 +1,181 @@
+#include "VoiceRelay.h"
+
+#include <QLoggingCategory>
+#include <QPointer>
+#include <QTimer>
+
+#include <chrono>
+
+#include "protocol/PadError.h"
+#include "voice/VirtualMicrophonePolicy.h"
+#include "voice/VoiceReceiveFailure.h"
+
+namespace quillvane {
+namespace {
+
+Q_LOGGING_CATEGORY(lcVoice, "app.quillvane.Voice", QtInfoMsg)
+
+constexpr double kProgressInterval = 10.0;
+// Keeps the shortcut held and the output running while the last played buffer leaves the device.
+constexpr double kGrace = 0.2;
+
+std::chrono::milliseconds milliseconds(double seconds) {
+    return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
+}
+
+} // namespace
+
+VoiceRelay::VoiceRelay(InputSink& input, AudioSink& audio, MicrophoneInspector& microphone,
+                       std::function<double()> uptime, QObject* parent)
+    : QObject(parent), m_input(input), m_audio(audio), m_microphone(microphone),
+      m_uptime(std::move(uptime)) {}
+
+void VoiceRelay::begin(const WireMessage& message, const std::string& deviceUID,
+                       const Shortcut& shortcut, double prepDelay) {
+    if (!message.session)
+        throw PadError::invalid("音频缺少会话标识");
+    std::vector<OutputDevice> devices;
+    const auto device = VirtualMicrophonePolicy::freshDevice(
+        [&] { return devices = m_audio.devices(); }, [&] { return deviceUID; },
+        [](const OutputDevice& candidate) { return candidate.uid; });
+    if (deviceUID.empty() || !device || !device->isVirtual)
+        throw PadError::invalid("请先在 Mac 选择虚拟音频输出设备");
+    const MicrophoneState microphone = m_microphone.inspect(devices);
+    if (microphone.kind != MicrophoneState::Kind::ready)
+        throw PadError::invalid(microphone.message());
+
+    const Uuid id = *message.session;
+    m_voice.begin(id, now());
+    m_startedAt = now();
+    m_lastProgressAt = now();
+    m_finishingID.reset();
+    m_acceptedFrames = m_acceptedSamples = m_completedSamples = 0;
+    Q_EMIT speakingChanged(true);
+
+    m_audio.start(*device);
+    m_input.endScroll();
+    m_input.setDrag(false, false);
+    m_input.beginShortcut(shortcut.code, shortcut.modifiers, shortcut.mode);
+
+    QTimer::singleShot(milliseconds(prepDelay), Qt::PreciseTimer, this, [this, id] {
+        if (m_voice.id() != id)
+            return;
+        WireMessage ready(WireMessage::Kind::voiceReady);
+        ready.session = id;
+        if (sendControl)
+            sendControl(ready);
+        Q_EMIT receiving();
+    });
+}
+
+void VoiceRelay::receive(const WireMessage& message) {
+    // Every refusal on the audio channel is logged with the utterance's progress, a packet's
+    // refusal with its case and numbers.
+    try {
+        receiveAudio(message);
+    } catch (const VoiceReceiveFailure& failure) {
+        logRejected(QString::fromStdString(failure.debugDescription()));
+        throw;
+    } catch (const std::exception& error) {
+        logRejected(QString::fromUtf8(error.what()));
+        throw;
+    }
+}
+
+void VoiceRelay::receiveAudio(const WireMessage& message) {
+    using Kind = WireMessage::Kind;
+    if (message.kind != Kind::audio && message.kind != Kind::voiceEnd)
+        throw PadError::invalid("无效音频消息");
+    if (!message.session)
+        throw PadError::invalid("音频缺少会话标识");
+    const Uuid id = *message.session;
+    if (m_voice.id() != id)
+        return; // a late packet of an abandoned utterance
+
+    if (message.kind == Kind::voiceEnd) {
+        if (!message.sequence)
+            throw PadError::invalid("无效音频消息");
+        if (m_voice.end(id, *message.sequence, now()))
+            finish(id);
+        return;
+    }
+
+    if (!message.pcm || !message.sequence)
+        throw PadError::invalid("无效音频消息");
+    if (message.pcm->size() % 4 != 0)
+        throw PadError::invalid("无效 PCM");
+    const auto samples = static_cast<std::int64_t>(message.pcm->size() / 4);
+    const std::int64_t sequence = *message.sequence;
+    m_voice.receive(id, sequence, samples, now());
+    ++m_acceptedFrames;
+    m_acceptedSamples += samples;
+    QPointer<VoiceRelay> self(this);
+    m_audio.enqueue(*message.pcm, [self, id, sequence, samples] {
+        if (!self)
+            return;
+        self->m_completedSamples += samples;
+        if (self->m_voice.played(id, sequence))
+            self->finish(id);
+    });
+}
+
+void VoiceRelay::finish(const Uuid& id) {
+    if (m_finishingID == id)
+        return;
+    m_finishingID = id;
+    QTimer::singleShot(milliseconds(kGrace), Qt::PreciseTimer, this, [this, id] {
+        if (m_voice.id() != id)
+            return;
+        abort(std::nullopt);
+        WireMessage done(WireMessage::Kind::voiceDone);
+        done.session = id;
+        if (sendControl)
+            sendControl(done);
+    });
+}
+
+void VoiceRelay::abort(const std::optional<QString>& reason) {
+    const bool wasSpeaking = speaking();
+    if (wasSpeaking)
+        qCInfo(lcVoice).noquote() << QStringLiteral("Voice ended progress=") + progress();
+    std::optional<std::string> why;
+    if (reason)
+        why = reason->toStdString();
+    if (const auto failure = m_voice.cancel(why); failure && sendControl)
+        sendControl(*failure);
+    m_startedAt.reset();
+    m_finishingID.reset();
+    m_input.releaseShortcut();
+    m_audio.stop();
+    if (wasSpeaking)
+        Q_EMIT speakingChanged(false);
+}
+
+void VoiceRelay::tick(double now) {
+    if (!m_voice.id())
+        return;
+    if (now - m_lastProgressAt >= kProgressInterval) {
+        m_lastProgressAt = now;
+        qCInfo(lcVoice).noquote() << QStringLiteral("Voice progress=") + progress();
+    }
+    if (m_voice.expired(now))
+        Q_EMIT failed(QStringLiteral("音频超时，已释放语音快捷键"));
+}
+
+void VoiceRelay::logRejected(const QString& detail) const {
+    qCCritical(lcVoice).noquote()
+        << QStringLiteral("Audio rejected detail=%1 progress=%2").arg(detail, progress());
+}
+
+QString VoiceRelay::progress() const {
+    const double elapsed = m_startedAt ? now() - *m_startedAt : 0;
+    return QStringLiteral("elapsed=%1 frames=%2 accepted=%3 completed=%4 pending=%5 %6")
+        .arg(elapsed)
+        .arg(m_acceptedFrames)
+        .arg(m_acceptedSamples)
+        .arg(m_completedSamples)
+        .arg(m_acceptedSamples - m_completedSamples)
+        .arg(QString::fromStdString(m_audio.playbackState()));
+}
+
+} // namespace quillvane
