@@ -11,6 +11,7 @@
 #include "InputBackends.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/CompositorProcess.h"
+#include "integration/support/TextFieldWindow.h"
 #include "integration/support/WevRecorder.h"
 #include "platform/kwin/KWinBackend.h"
 
@@ -18,6 +19,7 @@ namespace quillvane {
 namespace {
 
 using testing_support::CompositorProcess;
+using testing_support::TextFieldWindow;
 using testing_support::WevEvent;
 using testing_support::WevRecorder;
 using Events = std::vector<WevEvent>;
@@ -136,6 +138,36 @@ TEST_F(KWinBackendTest, keysKeepTheirPositionAndTextTypesThroughTheCompositorsKe
     EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
               std::string::npos)
         << "a modifier is still held";
+}
+
+// What the layout has no key for is pasted, and the clipboard the user had comes back afterwards
+// (wl-copy and wl-paste stand for the user's copy and the next paste).
+TEST_F(KWinBackendTest, textOfAnyScriptArrivesAsTypedAndTheUsersClipboardIsKept) {
+    TextFieldWindow field("kwin-test");
+    ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
+    QProcess copy;
+    copy.start(QStringLiteral("wl-copy"), {QStringLiteral("the user's own copy")});
+    ASSERT_TRUE(copy.waitForFinished(5000));
+    // Read without blocking the event loop: once the clipboard is ours, this process serves it.
+    const auto userCopy = [] {
+        QProcess paste;
+        paste.start(QStringLiteral("wl-paste"), {QStringLiteral("--no-newline")});
+        testing_support::waitUntil([&] { return paste.state() == QProcess::NotRunning; }, 5000);
+        return paste.readAllStandardOutput().toStdString();
+    };
+    // wl-copy hands the selection to a child of its own, which sets it a moment later.
+    ASSERT_TRUE(testing_support::waitUntil([&] { return userCopy() == "the user's own copy"; }, 5000));
+
+    for (const char* character : {"H", "e", "l", "l", "o", ",", " ", "世", "界", " ", "👋", "!"})
+        m_backend->text(character);
+    m_backend->flush();
+    EXPECT_EQ(field.waitForText("Hello, 世界 👋!"), "Hello, 世界 👋!");
+
+    std::string held;
+    EXPECT_TRUE(testing_support::waitUntil([&] {
+        held = userCopy();
+        return held == "the user's own copy";
+    }, 5000)) << "the clipboard holds \"" << held << '"';
 }
 
 // KWin chosen where it is the session's compositor; refused, with the step that fixes it, where

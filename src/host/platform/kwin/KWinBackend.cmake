@@ -7,5 +7,10 @@ pkg_get_variable(QUILLVANE_WAYLAND_PROTOCOLS wayland-protocols pkgdatadir)
 quillvane_wayland_protocol(QuillvaneHost ${PLASMA_WAYLAND_PROTOCOLS_DIR}/fake-input.xml)
 quillvane_wayland_protocol(QuillvaneHost
     ${QUILLVANE_WAYLAND_PROTOCOLS}/unstable/xdg-output/xdg-output-unstable-v1.xml)
-target_sources(QuillvaneHost PRIVATE ${CMAKE_CURRENT_LIST_DIR}/KWinBackend.cpp)
+quillvane_wayland_protocol(QuillvaneHost
+    ${CMAKE_CURRENT_LIST_DIR}/../wayland/wlr-data-control-unstable-v1.xml)
+target_sources(QuillvaneHost PRIVATE
+    ${CMAKE_CURRENT_LIST_DIR}/KWinBackend.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/../wayland/DataControlClipboard.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/../common/ClipboardTextRoute.cpp)
 target_link_libraries(QuillvaneHost PRIVATE PkgConfig::QUILLVANE_KWIN)

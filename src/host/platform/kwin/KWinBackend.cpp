@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <list>
 #include <optional>
 #include <set>
@@ -19,9 +20,12 @@
 #include <QSocketNotifier>
 
 #include "fake-input-client-protocol.h"
+#include "platform/common/ClipboardTextRoute.h"
 #include "platform/evdev/MacKeyTable.h"
+#include "platform/wayland/DataControlClipboard.h"
 #include "platform/xkb/LayoutKeys.h"
 #include "protocol/Unicode.h"
+#include "wlr-data-control-unstable-v1-client-protocol.h"
 #include "xdg-output-unstable-v1-client-protocol.h"
 
 namespace quillvane {
@@ -70,6 +74,7 @@ public:
     void key(std::uint16_t macKeyCode, bool down) override;
     void text(std::string_view character) override;
     void flush() override;
+    void discardPendingText() override;
 
 private:
     static const wl_registry_listener registryListener;
@@ -86,12 +91,17 @@ private:
     void lose(std::string reason);
     void press(std::uint32_t code, bool down);
     void releaseHeld();
+    void type(const KeyStroke& stroke);
+    void pressPaste();
+    // Posts now, or behind the pastes still waiting, so that nothing overtakes pasted text.
+    void post(std::function<void()> event);
 
     wl_display* m_display = nullptr;
     wl_registry* m_registry = nullptr;
     org_kde_kwin_fake_input* m_fakeInput = nullptr;
     std::uint32_t m_fakeInputName = 0;
     zxdg_output_manager_v1* m_outputManager = nullptr;
+    zwlr_data_control_manager_v1* m_dataControl = nullptr;
     wl_seat* m_seat = nullptr;
     wl_keyboard* m_keyboard = nullptr;
     std::list<Output> m_outputs;
@@ -101,6 +111,10 @@ private:
     std::string m_reason;
 
     std::optional<LayoutKeys> m_layout;
+    // Characters the keymap has no key for are pasted, where the compositor lets us set the
+    // clipboard.
+    std::unique_ptr<DataControlClipboard> m_clipboard;
+    std::unique_ptr<ClipboardTextRoute> m_route;
     std::optional<TrackpadVector> m_shadow;
     std::set<std::uint32_t> m_held;
 };
@@ -131,6 +145,10 @@ KWinBackend::KWinBackend() {
                          "protocol";
         return;
     }
+    if (m_dataControl && m_seat) {
+        m_clipboard = std::make_unique<DataControlClipboard>(m_display, m_dataControl, m_seat);
+        m_route = std::make_unique<ClipboardTextRoute>(*m_clipboard, [this] { pressPaste(); });
+    }
     org_kde_kwin_fake_input_authenticate(m_fakeInput, "Quillvane",
                                          "A paired phone acts as this computer's trackpad and "
                                          "keyboard");
@@ -144,6 +162,9 @@ KWinBackend::KWinBackend() {
 KWinBackend::~KWinBackend() {
     if (!m_display)
         return;
+    // Events still waiting behind a paste are posted first, then the user's clipboard restored.
+    m_route.reset();
+    m_clipboard.reset();
     m_notifier.reset();
     releaseHeld();
     for (Output& output : m_outputs) {
@@ -157,6 +178,8 @@ KWinBackend::~KWinBackend() {
         wl_seat_destroy(m_seat);
     if (m_outputManager)
         zxdg_output_manager_v1_destroy(m_outputManager);
+    if (m_dataControl)
+        zwlr_data_control_manager_v1_destroy(m_dataControl);
     if (m_fakeInput)
         org_kde_kwin_fake_input_destroy(m_fakeInput);
     if (m_registry)
@@ -186,6 +209,9 @@ void KWinBackend::global(wl_registry* registry, std::uint32_t name, const char* 
             registry, name, &zxdg_output_manager_v1_interface, std::min(version, 2u)));
         for (Output& output : m_outputs)
             watchLogicalGeometry(output);
+    } else if (kind == zwlr_data_control_manager_v1_interface.name) {
+        m_dataControl = static_cast<zwlr_data_control_manager_v1*>(
+            wl_registry_bind(registry, name, &zwlr_data_control_manager_v1_interface, 1));
     } else if (kind == wl_seat_interface.name && !m_seat) {
         m_seat = static_cast<wl_seat*>(
             wl_registry_bind(registry, name, &wl_seat_interface, std::min(version, 4u)));
@@ -364,31 +390,42 @@ std::optional<TrackpadVector> KWinBackend::pointerLocation() {
     return m_shadow;
 }
 
+void KWinBackend::post(std::function<void()> event) {
+    if (m_route)
+        m_route->post(std::move(event));
+    else
+        event();
+}
+
 // Motion is relative, so a pointer the user moved with a real mouse meanwhile is moved on from
 // where it is, not pulled back to where we left it.
 void KWinBackend::mouse(const MouseEvent& event) {
     if (!canPost() || !std::isfinite(event.position.x) || !std::isfinite(event.position.y))
         return;
-    const TrackpadVector from = pointerLocation().value_or(event.position);
-    const double dx = event.position.x - from.x;
-    const double dy = event.position.y - from.y;
-    if (dx != 0 || dy != 0)
-        org_kde_kwin_fake_input_pointer_motion(m_fakeInput, wl_fixed_from_double(dx),
-                                               wl_fixed_from_double(dy));
-    m_shadow = event.position;
-    switch (event.type) {
-    case MouseEventType::moved:
-    case MouseEventType::leftDragged:
-        return;
-    case MouseEventType::leftDown:
-    case MouseEventType::leftUp:
-        press(BTN_LEFT, event.type == MouseEventType::leftDown);
-        return;
-    case MouseEventType::rightDown:
-    case MouseEventType::rightUp:
-        press(BTN_RIGHT, event.type == MouseEventType::rightDown);
-        return;
-    }
+    post([this, event] {
+        if (!canPost())
+            return;
+        const TrackpadVector from = pointerLocation().value_or(event.position);
+        const double dx = event.position.x - from.x;
+        const double dy = event.position.y - from.y;
+        if (dx != 0 || dy != 0)
+            org_kde_kwin_fake_input_pointer_motion(m_fakeInput, wl_fixed_from_double(dx),
+                                                   wl_fixed_from_double(dy));
+        m_shadow = event.position;
+        switch (event.type) {
+        case MouseEventType::moved:
+        case MouseEventType::leftDragged:
+            return;
+        case MouseEventType::leftDown:
+        case MouseEventType::leftUp:
+            press(BTN_LEFT, event.type == MouseEventType::leftDown);
+            return;
+        case MouseEventType::rightDown:
+        case MouseEventType::rightUp:
+            press(BTN_RIGHT, event.type == MouseEventType::rightDown);
+            return;
+        }
+    });
 }
 
 // Wayland's axis values are in the same units as motion, so the pixels pass through; a positive
@@ -396,49 +433,79 @@ void KWinBackend::mouse(const MouseEvent& event) {
 void KWinBackend::scroll(const ScrollEvent& event) {
     if (!canPost())
         return;
-    if (event.wheel1 != 0)
-        org_kde_kwin_fake_input_axis(m_fakeInput, WL_POINTER_AXIS_VERTICAL_SCROLL,
-                                     wl_fixed_from_int(-event.wheel1));
-    if (event.wheel2 != 0)
-        org_kde_kwin_fake_input_axis(m_fakeInput, WL_POINTER_AXIS_HORIZONTAL_SCROLL,
-                                     wl_fixed_from_int(-event.wheel2));
+    post([this, event] {
+        if (!canPost())
+            return;
+        if (event.wheel1 != 0)
+            org_kde_kwin_fake_input_axis(m_fakeInput, WL_POINTER_AXIS_VERTICAL_SCROLL,
+                                         wl_fixed_from_int(-event.wheel1));
+        if (event.wheel2 != 0)
+            org_kde_kwin_fake_input_axis(m_fakeInput, WL_POINTER_AXIS_HORIZONTAL_SCROLL,
+                                         wl_fixed_from_int(-event.wheel2));
+    });
 }
 
 void KWinBackend::key(std::uint16_t macKeyCode, bool down) {
     if (!canPost())
         return;
     if (const auto evdev = evdevKeyForMacKey(macKeyCode))
-        press(*evdev, down);
+        post([this, code = *evdev, down] {
+            if (canPost())
+                press(code, down);
+        });
 }
 
-// Each character as the keys of the compositor's keymap that type it, modifiers down before and
-// up after.
+// Modifiers down before the key and up after it; one already held (by a shortcut in progress)
+// is left held.
+void KWinBackend::type(const KeyStroke& stroke) {
+    if (!canPost())
+        return;
+    std::vector<std::uint16_t> pressed;
+    for (const std::uint16_t modifier : stroke.modifiers) {
+        if (m_held.contains(modifier))
+            continue;
+        press(modifier, true);
+        pressed.push_back(modifier);
+    }
+    press(stroke.key, true);
+    press(stroke.key, false);
+    for (auto modifier = pressed.rbegin(); modifier != pressed.rend(); ++modifier)
+        press(*modifier, false);
+}
+
+// Ctrl with the key that types "v" in this keymap: programs match the shortcut by its character.
+void KWinBackend::pressPaste() {
+    const auto v = m_layout ? m_layout->strokeFor(U'v') : std::nullopt;
+    type({{KEY_LEFTCTRL}, v ? v->key : std::uint16_t{KEY_V}});
+    wl_display_flush(m_display);
+}
+
+// Each character as the keys of the compositor's keymap that type it; one the keymap lacks is
+// pasted, where the clipboard can be set.
 void KWinBackend::text(std::string_view character) {
-    if (!canPost() || !m_layout || !isValidUtf8(character))
+    if (!canPost() || !isValidUtf8(character))
         return;
     char32_t previous = 0;
     for (std::size_t offset = 0; offset < character.size();) {
+        const std::size_t start = offset;
         const char32_t codePoint = nextCodePoint(character, offset);
         // CR LF is one line break.
         const bool secondHalfOfLineBreak = previous == U'\r' && codePoint == U'\n';
         previous = codePoint;
         if (secondHalfOfLineBreak)
             continue;
-        const auto stroke = m_layout->strokeFor(codePoint);
-        if (!stroke)
-            continue;
-        std::vector<std::uint16_t> pressed;
-        for (const std::uint16_t modifier : stroke->modifiers) {
-            if (m_held.contains(modifier))
-                continue; // held by a shortcut in progress, and left so
-            press(modifier, true);
-            pressed.push_back(modifier);
-        }
-        press(stroke->key, true);
-        press(stroke->key, false);
-        for (auto modifier = pressed.rbegin(); modifier != pressed.rend(); ++modifier)
-            press(*modifier, false);
+        if (const auto stroke = m_layout ? m_layout->strokeFor(codePoint) : std::nullopt)
+            post([this, stroke = *stroke] { type(stroke); });
+        else if (m_route && codePoint >= 0x20)
+            m_route->paste(character.substr(start, offset - start));
     }
+    if (m_route)
+        m_route->flush();
+}
+
+void KWinBackend::discardPendingText() {
+    if (m_route)
+        m_route->discardPendingText();
 }
 
 void KWinBackend::flush() {

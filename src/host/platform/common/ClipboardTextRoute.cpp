@@ -1,0 +1,74 @@
+#include "ClipboardTextRoute.h"
+
+#include <utility>
+
+namespace quillvane {
+
+ClipboardTextRoute::ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste)
+    : m_clipboard(clipboard), m_pressPaste(std::move(pressPaste)) {
+    m_settle.setSingleShot(true);
+    m_settle.setInterval(settleMs);
+    QObject::connect(&m_settle, &QTimer::timeout, &m_settle, [this] { drain(); });
+    m_restore.setSingleShot(true);
+    m_restore.setInterval(restoreMs);
+    QObject::connect(&m_restore, &QTimer::timeout, &m_restore, [this] { m_clipboard.restore(); });
+}
+
+ClipboardTextRoute::~ClipboardTextRoute() {
+    for (const Pending& pending : m_pending)
+        if (pending.event)
+            pending.event();
+    if (m_restore.isActive() || m_settle.isActive())
+        m_clipboard.restore();
+}
+
+void ClipboardTextRoute::paste(std::string_view character) {
+    // Gathered into the last paste while it has not started.
+    if (!m_pending.empty() && !m_pending.back().event)
+        m_pending.back().text += character;
+    else
+        m_pending.push_back({std::string(character), {}});
+}
+
+void ClipboardTextRoute::post(Event event) {
+    if (m_pending.empty() && !m_settle.isActive()) {
+        event();
+        return;
+    }
+    m_pending.push_back({{}, std::move(event)});
+    flush();
+}
+
+void ClipboardTextRoute::flush() {
+    if (!m_settle.isActive())
+        drain();
+}
+
+void ClipboardTextRoute::discardPendingText() {
+    std::erase_if(m_pending, [](const Pending& pending) { return !pending.event; });
+}
+
+void ClipboardTextRoute::drain() {
+    while (!m_pending.empty()) {
+        const Pending pending = std::move(m_pending.front());
+        m_pending.pop_front();
+        postNow(pending);
+        if (!pending.event) {
+            m_settle.start();
+            return;
+        }
+    }
+}
+
+void ClipboardTextRoute::postNow(const Pending& pending) {
+    if (pending.event) {
+        pending.event();
+        return;
+    }
+    m_restore.stop();
+    if (m_clipboard.offer(pending.text))
+        m_pressPaste();
+    m_restore.start();
+}
+
+} // namespace quillvane

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include <QTimer>
+
+#include "PasteClipboard.h"
+
+namespace quillvane {
+
+// Types text that the keyboard layout has no key for by pasting it: the clipboard is set to the
+// text, Ctrl+V pressed, and the user's own clipboard put back once the program had time to read
+// it. A program inserts pasted text only when its read of the clipboard completes, so every event
+// given after a paste waits `settleMs` behind it; otherwise a key typed next would land before
+// the pasted characters. Consecutive characters are gathered into one paste.
+//
+// A backend that uses this route gives it all of its events, in order, so that none overtakes a
+// paste. Runs on the thread's event loop (the clipboard is served from it while we wait).
+class ClipboardTextRoute {
+public:
+    using Event = std::function<void()>;
+
+    static constexpr int settleMs = 150;
+    static constexpr int restoreMs = 500;
+
+    // `pressPaste` posts Ctrl+V (both keys pressed and released) and flushes.
+    ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste);
+    // The events still waiting are posted at once, unpaced (a release left waiting would leave a
+    // key or button held), text not pasted yet is dropped and the user's clipboard restored.
+    ~ClipboardTextRoute();
+
+    ClipboardTextRoute(const ClipboardTextRoute&) = delete;
+    ClipboardTextRoute& operator=(const ClipboardTextRoute&) = delete;
+
+    // One character (UTF-8) to paste.
+    void paste(std::string_view character);
+    // Any other event: posted now, or behind the pastes that wait.
+    void post(Event event);
+    // Starts the paste of what was gathered.
+    void flush();
+    // Drops the text not pasted yet; the other events are still posted in order.
+    void discardPendingText();
+
+private:
+    struct Pending {
+        std::string text; // to paste, or
+        Event event;      // any other event
+    };
+    void drain();
+    void postNow(const Pending& pending);
+
+    PasteClipboard& m_clipboard;
+    Event m_pressPaste;
+    std::deque<Pending> m_pending;
+    QTimer m_settle;
+    QTimer m_restore;
+};
+
+} // namespace quillvane

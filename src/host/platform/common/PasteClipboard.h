@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace quillvane {
+
+// A desktop's clipboard as ClipboardTextRoute uses it; each backend that pastes provides one
+// (the compositor's own clipboard interface, or a data-control protocol).
+class PasteClipboard {
+public:
+    virtual ~PasteClipboard() = default;
+
+    // Makes `text` (UTF-8) the clipboard's content; false when the clipboard cannot be set. What
+    // the user had is kept until restore(), however many offers come in between.
+    virtual bool offer(const std::string& text) = 0;
+    // Gives the user's own content back; nothing to do when none was taken.
+    virtual void restore() = 0;
+};
+
+} // namespace quillvane

@@ -1,0 +1,48 @@
+#include "TextFieldWindow.h"
+
+#include <QProcessEnvironment>
+
+#include "integration/IntegrationTest.h"
+
+namespace quillvane::testing_support {
+
+TextFieldWindow::TextFieldWindow(const std::string& waylandSocket)
+    : m_process(std::make_unique<QProcess>()) {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("WAYLAND_DISPLAY"), QString::fromStdString(waylandSocket));
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("wayland"));
+    environment.remove(QStringLiteral("DISPLAY"));
+    m_process->setProcessEnvironment(environment);
+    QObject::connect(m_process.get(), &QProcess::readyReadStandardOutput, m_process.get(),
+                     [this] { readOutput(); });
+    m_process->start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane-test-text-field"), {});
+}
+
+TextFieldWindow::~TextFieldWindow() {
+    m_process->kill();
+    m_process->waitForFinished();
+}
+
+void TextFieldWindow::readOutput() {
+    m_partial += m_process->readAllStandardOutput().toStdString();
+    std::size_t newline = 0;
+    while ((newline = m_partial.find('\n')) != std::string::npos) {
+        const std::string line = m_partial.substr(0, newline);
+        m_partial.erase(0, newline + 1);
+        if (line == "focused")
+            m_focused = true;
+        else if (line.starts_with("text: "))
+            m_text = line.substr(6);
+    }
+}
+
+bool TextFieldWindow::waitUntilFocused(int timeoutMs) {
+    return waitUntil([this] { return m_focused; }, timeoutMs);
+}
+
+std::string TextFieldWindow::waitForText(const std::string& expected, int timeoutMs) {
+    waitUntil([&] { return m_text == expected; }, timeoutMs);
+    return m_text;
+}
+
+} // namespace quillvane::testing_support

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <QProcess>
+
+namespace quillvane::testing_support {
+
+// The text field program (text-field.cpp) on a Wayland compositor: a focused Qt window whose text
+// the test reads back exactly as the application has it, pasted parts included.
+class TextFieldWindow {
+public:
+    explicit TextFieldWindow(const std::string& waylandSocket);
+    ~TextFieldWindow();
+
+    bool waitUntilFocused(int timeoutMs = 15000);
+    // Waits until the field holds `expected`; the text it holds last either way.
+    std::string waitForText(const std::string& expected, int timeoutMs = 10000);
+
+private:
+    void readOutput();
+
+    std::unique_ptr<QProcess> m_process;
+    std::string m_partial;
+    bool m_focused = false;
+    std::string m_text;
+};
+
+} // namespace quillvane::testing_support
