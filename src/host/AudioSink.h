@@ -32,6 +32,12 @@ public:
     virtual void enqueue(Bytes pcm, std::function<void()> played) = 0;
     // One diagnostic line for the logs.
     virtual std::string playbackState() const = 0;
+
+    // Set by the owner. A running output that the sound server broke (device removed, stream
+    // moved or killed, server gone) reports the text here; it does not stop by itself.
+    std::function<void(const std::string&)> onFailure;
+    // The list `devices` returns has changed.
+    std::function<void()> onDevicesChanged;
 };
 
 // Installation state of the virtual microphone the dictation program records from.
@@ -48,6 +54,9 @@ class MicrophoneInspector {
 public:
     virtual ~MicrophoneInspector() = default;
     virtual MicrophoneState inspect(const std::vector<OutputDevice>& devices) = 0;
+    // Installs the device, or repairs what is there; `done` gets the resulting state on the
+    // main loop.
+    virtual void install(std::function<void(MicrophoneState)> done) = 0;
 };
 
 } // namespace quillvane

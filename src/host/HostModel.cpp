@@ -144,6 +144,40 @@ void HostModel::settingChanged() {
     abortVoice(QStringLiteral("Mac 语音设置已改变，请重新开始"));
 }
 
+// --- Audio devices and the virtual microphone -----------------------------------------------
+
+void HostModel::refreshAudio() {
+    if (!m_services.audio || !m_services.microphone)
+        return;
+    auto devices = m_services.audio->devices();
+    if (devices != m_devices) {
+        m_devices = std::move(devices);
+        Q_EMIT devicesChanged();
+    }
+    auto state = m_services.microphone->inspect(m_devices);
+    if (state != m_microphoneState) {
+        m_microphoneState = std::move(state);
+        Q_EMIT microphoneStateChanged();
+    }
+}
+
+void HostModel::installMicrophone() {
+    if (!m_services.microphone)
+        return;
+    if (voiceRunning()) {
+        setIssue(QStringLiteral("请先结束语音，再安装麦克风"));
+        return;
+    }
+    QPointer<HostModel> self(this);
+    m_services.microphone->install([self](const MicrophoneState& state) {
+        if (!self)
+            return;
+        self->refreshAudio();
+        if (state.kind != MicrophoneState::Kind::ready)
+            self->setIssue(QString::fromStdString(state.message()));
+    });
+}
+
 // --- Published state ------------------------------------------------------------------------
 
 void HostModel::setStatus(const QString& status) {
@@ -224,12 +258,15 @@ void HostModel::start() {
     Q_EMIT portChanged();
     setStatus(kWaiting);
     if (m_services.audio)
-        m_services.audio->devices();
+        m_services.audio->onDevicesChanged = [this] { refreshAudio(); };
+    refreshAudio();
     m_timer.start();
 }
 
 void HostModel::stop() {
     m_timer.stop();
+    if (m_services.audio)
+        m_services.audio->onDevicesChanged = nullptr;
     const bool wasListening = m_listener != nullptr;
     m_advertiser.reset();
     m_listener.reset();

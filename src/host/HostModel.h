@@ -93,6 +93,14 @@ public:
     VoiceShortcutMode shortcutMode() const { return m_shortcutMode; }
     void setShortcutMode(VoiceShortcutMode mode);
 
+    // The audio outputs offered for the voice, and the virtual microphone's state, as last read.
+    const std::vector<OutputDevice>& devices() const { return m_devices; }
+    const MicrophoneState& microphoneState() const { return m_microphoneState; }
+    // Reads both again (the settings window's refresh; also done when the device list changes).
+    void refreshAudio();
+    // Installs or repairs the virtual microphone; refused while an utterance is spoken.
+    void installMicrophone();
+
 Q_SIGNALS:
     void statusChanged();
     void issueChanged();
@@ -105,6 +113,8 @@ Q_SIGNALS:
     void hotkeyFlagsChanged();
     void prepDelayChanged();
     void shortcutModeChanged();
+    void devicesChanged();
+    void microphoneStateChanged();
 
 private:
     void loadSettings();
@@ -152,6 +162,8 @@ private:
     quint64 m_hotkeyFlags = 0xC0000;
     double m_prepDelay = 0.3;
     VoiceShortcutMode m_shortcutMode = VoiceShortcutMode::hold;
+    std::vector<OutputDevice> m_devices;
+    MicrophoneState m_microphoneState;
 
     // Present when input, audio and microphone services were given.
     std::unique_ptr<VoiceRelay> m_voice;

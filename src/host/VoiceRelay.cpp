@@ -25,20 +25,38 @@ std::chrono::milliseconds milliseconds(double seconds) {
 
 } // namespace
 
+std::string VoiceRelay::preferredDevice(const std::string& saved,
+                                        const std::vector<OutputDevice>& devices) {
+    std::vector<std::string> available;
+    for (const auto& device : devices)
+        available.push_back(device.uid);
+    return VirtualMicrophonePolicy::preferredUID(
+        saved.empty() ? std::nullopt : std::optional<std::string>(saved), available);
+}
+
 VoiceRelay::VoiceRelay(InputSink& input, AudioSink& audio, MicrophoneInspector& microphone,
                        std::function<double()> uptime, QObject* parent)
     : QObject(parent), m_input(input), m_audio(audio), m_microphone(microphone),
-      m_uptime(std::move(uptime)) {}
+      m_uptime(std::move(uptime)) {
+    m_audio.onFailure = [this](const std::string& text) {
+        if (speaking())
+            Q_EMIT failed(QString::fromStdString(text));
+    };
+}
+
+VoiceRelay::~VoiceRelay() { m_audio.onFailure = nullptr; }
 
 void VoiceRelay::begin(const WireMessage& message, const std::string& deviceUID,
                        const Shortcut& shortcut, double prepDelay) {
     if (!message.session)
         throw PadError::invalid("音频缺少会话标识");
     std::vector<OutputDevice> devices;
+    std::string selected;
     const auto device = VirtualMicrophonePolicy::freshDevice(
-        [&] { return devices = m_audio.devices(); }, [&] { return deviceUID; },
+        [&] { return devices = m_audio.devices(); },
+        [&] { return selected = preferredDevice(deviceUID, devices); },
         [](const OutputDevice& candidate) { return candidate.uid; });
-    if (deviceUID.empty() || !device || !device->isVirtual)
+    if (selected.empty() || !device || !device->isVirtual)
         throw PadError::invalid("请先在 Mac 选择虚拟音频输出设备");
     const MicrophoneState microphone = m_microphone.inspect(devices);
     if (microphone.kind != MicrophoneState::Kind::ready)

@@ -31,6 +31,7 @@ public:
 
     VoiceRelay(InputSink& input, AudioSink& audio, MicrophoneInspector& microphone,
                std::function<double()> uptime, QObject* parent = nullptr);
+    ~VoiceRelay() override;
 
     // Sends on the controller's control channel when one is bound.
     std::function<void(const WireMessage&)> sendControl;
@@ -45,6 +46,10 @@ public:
     void abort(const std::optional<QString>& reason);
     // The periodic check: the progress line every ten seconds, and the staleness limit.
     void tick(double now);
+
+    // The device the voice plays into: the saved choice, else the virtual microphone's own.
+    static std::string preferredDevice(const std::string& saved,
+                                       const std::vector<OutputDevice>& devices);
 
     std::optional<Uuid> session() const { return m_voice.id(); }
     bool speaking() const { return m_voice.id().has_value(); }

@@ -42,6 +42,10 @@ public:
     explicit FixedMicrophone(MicrophoneState state) : m_state(std::move(state)) {}
     void setState(MicrophoneState state) { m_state = std::move(state); }
     MicrophoneState inspect(const std::vector<OutputDevice>&) override { return m_state; }
+    void install(std::function<void(MicrophoneState)> done) override {
+        m_state = MicrophoneState{MicrophoneState::Kind::ready, {}};
+        done(m_state);
+    }
 
 private:
     MicrophoneState m_state;
