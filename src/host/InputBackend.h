@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "pointer/DisplayRect.h"
@@ -13,7 +15,7 @@
 
 namespace quillvane {
 
-// One way of posting input to the desktop (X11's XTest now; uinput or a portal later). A backend
+// One way of posting input to the desktop (XTest, a compositor's virtual devices, uinput). A backend
 // posts exactly what it is told: the rules that decide what to post, and the state of what is held
 // down, live above it in InputController. Keys are named by the Mac virtual key codes the link
 // carries (0-126, modifiers 54-63 included); the backend maps them to its own key codes.
@@ -46,6 +48,21 @@ public:
     // Drops characters still waiting to be typed (a backend may type long texts in paced
     // batches); every other event already given is still posted, in order.
     virtual void discardPendingText() {}
+
+    // Called when the backend loses its way of posting (the compositor or its bus name went
+    // away). Whatever it had pressed is gone with its virtual devices, and a backend that
+    // reconnects starts with nothing held. Called from the event loop, never from inside a call
+    // to the backend.
+    void setLostHandler(std::function<void()> handler) { m_lost = std::move(handler); }
+
+protected:
+    void notifyLost() {
+        if (m_lost)
+            m_lost();
+    }
+
+private:
+    std::function<void()> m_lost;
 };
 
 } // namespace quillvane

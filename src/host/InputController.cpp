@@ -20,6 +20,7 @@
 namespace quillvane {
 namespace {
 Q_LOGGING_CATEGORY(lcShortcut, "app.quillvane.Shortcut", QtInfoMsg)
+Q_LOGGING_CATEGORY(lcInput, "app.quillvane.Input", QtInfoMsg)
 
 constexpr std::uint64_t fnFlag = 0x800000;
 
@@ -43,7 +44,17 @@ const char* boolName(bool value) {
 InputController::InputController(InputBackend& backend, Uptime uptime,
                                  DoubleClickInterval doubleClickInterval, Pause pause)
     : m_backend(backend), m_uptime(std::move(uptime)),
-      m_doubleClickInterval(std::move(doubleClickInterval)), m_pause(std::move(pause)) {}
+      m_doubleClickInterval(std::move(doubleClickInterval)), m_pause(std::move(pause)) {
+    m_backend.setLostHandler([this] {
+        qCInfo(lcInput, "Input backend %s lost; letting go of everything held",
+               std::string(m_backend.name()).c_str());
+        releaseAll();
+    });
+}
+
+InputController::~InputController() {
+    m_backend.setLostHandler({});
+}
 
 void InputController::sleepFor(double seconds) {
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));

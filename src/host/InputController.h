@@ -21,7 +21,9 @@ namespace quillvane {
 // makes them coherent: the held drag, the scroll stage, click counting, the commanded pointer
 // position and the held voice shortcut. Every key it presses is released before the call returns,
 // except a hold-mode voice shortcut, which releaseShortcut() or releaseAll() lets go.
-// Single-threaded: call it from the host session's thread only.
+// When the backend loses its way of posting, everything is let go as by releaseAll(), so that
+// nothing is believed held when it posts again. Single-threaded: call it from the host session's
+// thread only.
 class InputController final : public InputSink {
 public:
     // Seconds of monotonic time; the desktop's double-click interval in seconds; a blocking pause
@@ -42,6 +44,7 @@ public:
 
     InputController(InputBackend& backend, Uptime uptime, DoubleClickInterval doubleClickInterval,
                     Pause pause = sleepFor);
+    ~InputController() override;
 
     InputController(const InputController&) = delete;
     InputController& operator=(const InputController&) = delete;

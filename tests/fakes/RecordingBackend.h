@@ -51,6 +51,12 @@ public:
         log.push_back("text " + std::string(character));
     }
     void flush() override { log.push_back("flush"); }
+
+    // The compositor went away: nothing can be posted until `permitted` is set again.
+    void lose() {
+        permitted = false;
+        notifyLost();
+    }
 };
 
 } // namespace quillvane

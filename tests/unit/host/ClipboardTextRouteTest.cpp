@@ -1,0 +1,70 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/common/ClipboardTextRoute.h"
+
+using namespace quillvane;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+// A clipboard that records what was offered and when the user's content came back.
+class RecordingClipboard final : public PasteClipboard {
+public:
+    explicit RecordingClipboard(Lines& log) : m_log(log) {}
+    bool offer(const std::string& text) override {
+        m_log.push_back("offer " + text);
+        return true;
+    }
+    void restore() override { m_log.push_back("restore"); }
+
+private:
+    Lines& m_log;
+};
+
+void waitFor(int ms) {
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+}
+
+} // namespace
+
+// Neighbouring characters go in one paste; a key given after a paste waits until the pasting
+// program had time to read the clipboard, and the user's clipboard comes back after the last one.
+TEST(ClipboardTextRoute, pastesInOrderAndRestoresTheUsersClipboard) {
+    Lines log;
+    RecordingClipboard clipboard(log);
+    ClipboardTextRoute route(clipboard, [&] { log.push_back("ctrl+v"); });
+
+    route.post([&] { log.push_back("key H"); });
+    route.paste("世");
+    route.paste("界");
+    route.post([&] { log.push_back("key space"); });
+    route.paste("👋");
+    route.flush();
+    EXPECT_EQ(log, (Lines{"key H", "offer 世界", "ctrl+v"}));
+
+    waitFor(ClipboardTextRoute::settleMs * 2 + 50);
+    EXPECT_EQ(log, (Lines{"key H", "offer 世界", "ctrl+v", "key space", "offer 👋", "ctrl+v"}));
+    waitFor(ClipboardTextRoute::restoreMs + 100);
+    EXPECT_EQ(log.back(), "restore");
+    EXPECT_EQ(std::count(log.begin(), log.end(), "restore"), 1);
+
+    // Letting go drops the text still waiting but never a key's release.
+    log.clear();
+    route.paste("é");
+    route.flush();
+    route.paste("ü");
+    route.post([&] { log.push_back("key up"); });
+    route.discardPendingText();
+    waitFor(ClipboardTextRoute::settleMs + 50);
+    EXPECT_EQ(log, (Lines{"offer é", "ctrl+v", "key up"}));
+}
