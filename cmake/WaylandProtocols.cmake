@@ -1,6 +1,7 @@
 # quillvane_wayland_protocol(TARGET XML): generates the client header and glue code of one Wayland
 # protocol with wayland-scanner and adds them to TARGET. The header is included as
-# "<name>-client-protocol.h", name being the XML file's base name.
+# "<name>-client-protocol.h", name being the XML file's base name. Backends that share a protocol
+# may each ask for it; it is generated once.
 find_program(QUILLVANE_WAYLAND_SCANNER wayland-scanner REQUIRED)
 enable_language(C)
 
@@ -9,6 +10,11 @@ function(quillvane_wayland_protocol target xml)
     set(dir ${PROJECT_BINARY_DIR}/wayland-protocols)
     set(header ${dir}/${name}-client-protocol.h)
     set(code ${dir}/${name}-protocol.c)
+    get_property(done GLOBAL PROPERTY QUILLVANE_WAYLAND_PROTOCOL_${target}_${name})
+    if(done)
+        return()
+    endif()
+    set_property(GLOBAL PROPERTY QUILLVANE_WAYLAND_PROTOCOL_${target}_${name} TRUE)
     add_custom_command(OUTPUT ${header} ${code}
         COMMAND ${CMAKE_COMMAND} -E make_directory ${dir}
         COMMAND ${QUILLVANE_WAYLAND_SCANNER} client-header ${xml} ${header}

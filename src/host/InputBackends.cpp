@@ -11,6 +11,9 @@
 #ifdef QUILLVANE_INPUT_X11
 #include "platform/x11/X11Backend.h"
 #endif
+#ifdef QUILLVANE_INPUT_WLROOTS
+#include "platform/wlroots/WlrootsBackend.h"
+#endif
 #ifdef QUILLVANE_INPUT_KWIN
 #include "platform/kwin/KWinBackend.h"
 #endif
@@ -26,6 +29,9 @@ Q_LOGGING_CATEGORY(lcInput, "app.quillvane.Input", QtInfoMsg)
 const std::vector<InputBackendFactory> compiledBackends{
 #ifdef QUILLVANE_INPUT_X11
     {"x11", makeX11Backend},
+#endif
+#ifdef QUILLVANE_INPUT_WLROOTS
+    {"wlroots", makeWlrootsBackend},
 #endif
 #ifdef QUILLVANE_INPUT_KWIN
     {"kwin", makeKWinBackend},

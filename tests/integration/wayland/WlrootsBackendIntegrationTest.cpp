@@ -1,0 +1,197 @@
+// The wlroots backend against a headless sway: what a focused Wayland window (wev) receives, what
+// happens when the compositor goes away and comes back, and when the backend is chosen.
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <linux/input-event-codes.h>
+
+#include "InputBackends.h"
+#include "integration/IntegrationTest.h"
+#include "integration/support/CompositorProcess.h"
+#include "integration/support/WevRecorder.h"
+#include "platform/wlroots/WlrootsBackend.h"
+
+namespace quillvane {
+namespace {
+
+using testing_support::CompositorProcess;
+using testing_support::WevEvent;
+using testing_support::WevRecorder;
+using Events = std::vector<WevEvent>;
+
+constexpr std::uint16_t macZ = 6, macShift = 56, macCommand = 55;
+constexpr const char* socketName = "sway-test";
+
+Events named(const Events& events, const std::string& name) {
+    Events found;
+    for (const auto& event : events)
+        if (event.name == name)
+            found.push_back(event);
+    return found;
+}
+
+// "+125" for a press of evdev key 125, "-125" for its release (wev shows XKB codes, evdev + 8).
+std::vector<std::string> keyChanges(const Events& events) {
+    std::vector<std::string> changes;
+    for (const auto& event : named(events, "key"))
+        changes.push_back((event.number("state") == 1 ? "+" : "-") +
+                          std::to_string(int(*event.number("key")) - 8));
+    return changes;
+}
+
+// What wev saw, for failure messages.
+std::string described(const Events& events) {
+    std::string text;
+    for (const auto& event : events)
+        text += event.interface + " " + event.name + ": " + event.fields + "\n";
+    return text;
+}
+
+class WlrootsBackendTest : public testing_support::IntegrationTest {
+protected:
+    static void SetUpTestSuite() {
+        s_sway = std::make_unique<CompositorProcess>("sway", socketName);
+    }
+    static void TearDownTestSuite() { s_sway.reset(); }
+
+    void SetUp() override {
+        IntegrationTest::SetUp();
+        ASSERT_TRUE(s_sway->waitUntilReady()) << s_sway->output();
+        setenv("WAYLAND_DISPLAY", socketName, 1);
+        // The seat has a pointer and a keyboard only once the backend's devices exist.
+        m_backend = makeWlrootsBackend();
+        ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
+        m_wev = std::make_unique<WevRecorder>(socketName);
+        ASSERT_TRUE(m_wev->waitForKeyboardFocus()) << "wev never got the keyboard";
+        // Warm up: the window gets the pointer with the first motion over it.
+        m_backend->mouse({MouseEventType::moved, {512, 384}, 0});
+        m_backend->flush();
+        ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+            return WevRecorder::hasEvent(events, "wl_pointer", "enter");
+        })) << "wev never got the pointer";
+        m_wev->clear();
+    }
+
+    void TearDown() override {
+        m_backend.reset();
+        m_wev.reset();
+    }
+
+    static inline std::unique_ptr<CompositorProcess> s_sway;
+    std::unique_ptr<WevRecorder> m_wev;
+    std::unique_ptr<InputBackend> m_backend;
+};
+
+TEST_F(WlrootsBackendTest, pointerMovesClicksAndScrollsWithTheGestureEnded) {
+    EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
+    EXPECT_EQ(m_backend->pointerLocation(), (TrackpadVector{512, 384}));
+    m_backend->mouse({MouseEventType::moved, {522, 389}, 0});
+    // Far off the right edge: the shadow stops where the compositor stops the pointer.
+    m_backend->mouse({MouseEventType::moved, {5000, 369}, 0});
+    EXPECT_EQ(m_backend->pointerLocation(), (TrackpadVector{1023, 369}));
+    m_backend->mouse({MouseEventType::leftDown, {1000, 369}, 1});
+    m_backend->mouse({MouseEventType::leftUp, {1000, 369}, 1});
+    m_backend->scroll({.wheel1 = 30, .phase = ScrollEvent::Phase::began});
+    m_backend->scroll({.wheel1 = 10, .phase = ScrollEvent::Phase::changed});
+    m_backend->scroll({.phase = ScrollEvent::Phase::ended});
+    m_backend->flush();
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return WevRecorder::hasEvent(events, "wl_pointer", "axis_stop");
+    })) << "the scroll never ended; wev saw:\n" << described(m_wev->events());
+    const Events events = m_wev->events();
+
+    const auto motions = named(events, "motion");
+    ASSERT_EQ(motions.size(), 3u);
+    EXPECT_EQ(motions[0].position(), std::pair(522.0, 389.0));
+    EXPECT_EQ(motions[1].position(), std::pair(1023.0, 369.0));
+    EXPECT_EQ(motions[2].position(), std::pair(1000.0, 369.0));
+
+    const auto buttons = named(events, "button");
+    ASSERT_EQ(buttons.size(), 2u);
+    EXPECT_EQ(buttons[0].number("button"), BTN_LEFT);
+    EXPECT_EQ(buttons[0].number("state"), 1);
+    EXPECT_EQ(buttons[1].number("state"), 0);
+
+    // Down the page is positive on Wayland, where a Mac's positive pixels move the view up.
+    const auto axes = named(events, "axis");
+    ASSERT_EQ(axes.size(), 2u);
+    EXPECT_EQ(axes[0].number("axis"), 0);
+    EXPECT_EQ(axes[0].number("value"), -30);
+    EXPECT_EQ(axes[1].number("value"), -10);
+    const auto sources = named(events, "axis_source");
+    ASSERT_FALSE(sources.empty());
+    EXPECT_NE(sources[0].fields.find("finger"), std::string::npos) << sources[0].fields;
+    EXPECT_EQ(named(events, "axis_stop").front().number("axis"), 0);
+}
+
+TEST_F(WlrootsBackendTest, keysKeepTheirPlaceAndTextOfAnyScriptArrivesAsTyped) {
+    for (const auto key : {macCommand, macShift, macZ})
+        m_backend->key(key, true);
+    for (const auto key : {macZ, macShift, macCommand})
+        m_backend->key(key, false);
+    for (const char* character : {"H", "e", "l", "l", "o", ",", " ", "世", "界", " ", "👋"})
+        m_backend->text(character);
+    m_backend->flush();
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return keyChanges(events).size() >= 6 + 22;
+    })) << "not every key arrived; wev saw:\n" << described(m_wev->events());
+    const Events events = m_wev->events();
+    const auto changes = keyChanges(events);
+    EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
+              (std::vector<std::string>{"+125", "+42", "+44", "-44", "-42", "-125"}));
+    const auto keys = named(events, "key");
+    EXPECT_NE(keys[2].fields.find("sym: Z"), std::string::npos) << keys[2].fields;
+    std::string typed;
+    for (auto key = keys.begin() + 6; key != keys.end(); ++key)
+        if (key->number("state") == 1)
+            typed += key->utf8();
+    EXPECT_EQ(typed, "Hello, 世界 👋");
+    EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
+              std::string::npos)
+        << "a modifier is still held";
+}
+
+// A compositor that goes away is reported as lost, nothing stays held, and the backend posts
+// again once a compositor answers on the same socket.
+TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
+    int lost = 0;
+    m_backend->setLostHandler([&] { ++lost; });
+    m_backend->mouse({MouseEventType::leftDown, {100, 100}, 1});
+    m_backend->flush();
+    m_wev.reset();
+    s_sway.reset();
+    ASSERT_TRUE(testing_support::waitUntil([&] { return lost == 1; }, 10000));
+    EXPECT_FALSE(m_backend->canPost());
+    EXPECT_NE(m_backend->unavailableReason().find("compositor"), std::string::npos)
+        << m_backend->unavailableReason();
+
+    s_sway = std::make_unique<CompositorProcess>("sway", socketName);
+    ASSERT_TRUE(s_sway->waitUntilReady()) << s_sway->output();
+    ASSERT_TRUE(testing_support::waitUntil([&] { return m_backend->canPost(); }, 10000))
+        << m_backend->unavailableReason();
+    m_wev = std::make_unique<WevRecorder>(socketName);
+    ASSERT_TRUE(m_wev->waitForKeyboardFocus());
+    m_backend->mouse({MouseEventType::moved, {300, 200}, 0});
+    m_backend->flush();
+    // The new compositor's pointer enters the window with the first motion.
+    EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
+        return WevRecorder::hasEvent(events, "wl_pointer", "enter");
+    }));
+}
+
+// Chosen where sway is the session's compositor and there is no X server.
+TEST_F(WlrootsBackendTest, chosenUnderSway) {
+    m_backend.reset();
+    const char* display = std::getenv("DISPLAY");
+    const std::string savedDisplay = display ? display : "";
+    unsetenv("DISPLAY");
+    const auto chosen = chooseInputBackend(compiledInputBackends(), "");
+    setenv("DISPLAY", savedDisplay.c_str(), 1);
+    EXPECT_EQ(chosen->name(), "wlroots");
+}
+
+} // namespace
+} // namespace quillvane
