@@ -5,6 +5,7 @@
 #include <QGuiApplication>
 #include <QSettings>
 #include <QSocketNotifier>
+#include <QStandardPaths>
 #include <QStyleHints>
 #include <QSysInfo>
 
@@ -18,7 +19,9 @@
 #include "TerminalQrCode.h"
 #include "Uptime.h"
 #include "keychain/KeychainStore.h"
-#include "platform/recording/RecordingAudio.h"
+#include "platform/pulse/AudioOutput.h"
+#include "platform/pulse/PulseServer.h"
+#include "platform/pulse/VirtualMicrophone.h"
 
 using namespace quillvane;
 
@@ -99,8 +102,10 @@ int main(int argc, char** argv) {
     KeychainStore keychain = KeychainStore::open();
     const auto backend = chooseInputBackend(parser.value(inputBackend).toStdString());
     InputController input(*backend, uptimeSeconds, desktopDoubleClickInterval);
-    RecordingAudio audio;
-    FixedMicrophone microphone(MicrophoneState{});
+    PulseServer soundServer;
+    AudioOutput audio(soundServer);
+    VirtualMicrophone microphone(
+        soundServer, QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
 
     HostModel host({.keychain = &keychain,
                     .input = &input,
