@@ -21,15 +21,18 @@ int runMicrophoneCommand(bool install) {
     PulseServer server;
     VirtualMicrophone microphone(
         server, QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
-    QEventLoop loop;
-    QTimer::singleShot(kServerWaitMs, &loop, &QEventLoop::quit);
-    QObject::connect(&server, &PulseServer::changed, &loop, &QEventLoop::quit);
-    if (!server.hasSnapshot())
-        loop.exec();
+    {
+        QEventLoop waiting;
+        QTimer::singleShot(kServerWaitMs, &waiting, &QEventLoop::quit);
+        QObject::connect(&server, &PulseServer::changed, &waiting, &QEventLoop::quit);
+        if (!server.hasSnapshot())
+            waiting.exec();
+    }
     if (!server.hasSnapshot())
         std::fputs("No sound server answered (PulseAudio or PipeWire's pipewire-pulse).\n", stderr);
 
     MicrophoneState state;
+    QEventLoop loop;
     if (install) {
         bool finished = false;
         microphone.install([&](MicrophoneState result) {

@@ -110,6 +110,7 @@ PulseServer::PulseServer(QObject* parent) : QObject(parent) {
 }
 
 PulseServer::~PulseServer() {
+    m_ready = false; // going away on purpose: nothing is lost
     dropContext();
     pa_glib_mainloop_free(m_mainloop);
 }

@@ -9,8 +9,6 @@
 #include <QSaveFile>
 #include <QTimer>
 
-#include <memory>
-
 #include "PulseServer.h"
 
 namespace quillvane {
@@ -224,24 +222,20 @@ void VirtualMicrophone::install(std::function<void(MicrophoneState)> done) {
     const bool pipewire = m_server.snapshot().pipewire;
     if (inspectDefinition(pipewire).kind != MicrophoneState::Kind::ready && !writeDefinition(pipewire))
         qCWarning(lcMicrophone).noquote() << QStringLiteral("Cannot write ") + definitionPath(pipewire);
-    repair([this, done = std::move(done)] {
-        // The server announces what it loaded a moment later; wait for it, within bounds.
-        auto waited = std::make_shared<int>(0);
-        auto check = std::make_shared<std::function<void()>>();
-        *check = [this, done, waited, check] {
-            MicrophoneState state = inspect(m_server.snapshot().outputDevices());
-            if (state.kind == MicrophoneState::Kind::ready || *waited >= kSettleMs) {
-                *check = nullptr;
-                done(std::move(state));
-                return;
-            }
-            *waited += 50;
-            QTimer::singleShot(50, this, [check] {
-                if (*check)
-                    (*check)();
-            });
-        };
-        (*check)();
+    repair([this, done = std::move(done)]() mutable { settle(std::move(done), 0); });
+}
+
+// The server announces what it loaded a moment after loading it; the result waits for that,
+// within bounds.
+void VirtualMicrophone::settle(std::function<void(MicrophoneState)> done, int waitedMs) {
+    MicrophoneState state = inspect(m_server.snapshot().outputDevices());
+    if (state.kind == MicrophoneState::Kind::ready || waitedMs >= kSettleMs) {
+        done(std::move(state));
+        return;
+    }
+    constexpr int step = 50;
+    QTimer::singleShot(step, this, [this, done = std::move(done), waitedMs]() mutable {
+        settle(std::move(done), waitedMs + step);
     });
 }
 
@@ -315,6 +309,8 @@ void VirtualMicrophone::repair(std::function<void()> done) {
 }
 
 void VirtualMicrophone::serverChanged() {
+    if (!m_keepLoaded)
+        return;
     keepDefaultOutput();
     if (m_repairing || inspectDefinition(m_server.snapshot().pipewire).kind != MicrophoneState::Kind::ready)
         return;

@@ -37,6 +37,10 @@ public:
     // `configHome` is the user's configuration folder ($XDG_CONFIG_HOME).
     VirtualMicrophone(PulseServer& server, QString configHome, QObject* parent = nullptr);
 
+    // Whether this object reloads an installed device the server lost, and keeps our sink from
+    // being the default output (the running host does; a one-off status query does not).
+    void keepLoaded(bool on) { m_keepLoaded = on; }
+
     MicrophoneState inspect(const std::vector<OutputDevice>& devices) override;
     void install(std::function<void(MicrophoneState)> done) override;
 
@@ -52,11 +56,13 @@ private:
     MicrophoneState inspectDevice(const std::vector<OutputDevice>& devices) const;
     bool writeDefinition(bool pipewire) const;
     void repair(std::function<void()> done);
+    void settle(std::function<void(MicrophoneState)> done, int waitedMs);
     void serverChanged();
     void keepDefaultOutput();
 
     PulseServer& m_server;
     QString m_configHome;
+    bool m_keepLoaded = false;
     bool m_repairing = false;
     QElapsedTimer m_sinceRepair; // since the last repair made without being asked
     std::string m_previousDefault; // the default output before our sink took it
