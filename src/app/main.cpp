@@ -20,6 +20,7 @@
 #include "Uptime.h"
 #include "keychain/KeychainStore.h"
 #include "platform/pulse/AudioOutput.h"
+#include "platform/pulse/MicrophoneCommand.h"
 #include "platform/pulse/PulseServer.h"
 #include "platform/pulse/VirtualMicrophone.h"
 
@@ -78,8 +79,18 @@ int main(int argc, char** argv) {
         QStringLiteral("name"));
     parser.addOption(headless);
     parser.addOption(showPairing);
+    const QCommandLineOption installMicrophone(
+        QStringLiteral("install-microphone"),
+        QStringLiteral("Install or repair the virtual microphone, print its state and exit."));
+    const QCommandLineOption microphoneStatus(
+        QStringLiteral("microphone-status"),
+        QStringLiteral("Print the virtual microphone's state and exit."));
     parser.addOption(inputBackend);
+    parser.addOption(installMicrophone);
+    parser.addOption(microphoneStatus);
     parser.process(app);
+    if (parser.isSet(installMicrophone) || parser.isSet(microphoneStatus))
+        return runMicrophoneCommand(parser.isSet(installMicrophone));
 
     if (!parser.isSet(headless))
         printLine(QStringLiteral("Quillvane has no window yet; running headless."));
@@ -106,6 +117,7 @@ int main(int argc, char** argv) {
     AudioOutput audio(soundServer);
     VirtualMicrophone microphone(
         soundServer, QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
+    microphone.keepLoaded(true);
 
     HostModel host({.keychain = &keychain,
                     .input = &input,
