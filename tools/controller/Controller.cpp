@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "Random.h"
+#include "VoiceFile.h"
 #include "pointer/TrackpadMoveBatch.h"
 #include "protocol/PadError.h"
 
@@ -85,6 +87,8 @@ void Controller::bindAudio() {
 void Controller::received(ControllerChannel& channel, const WireMessage& message,
                           const QByteArray& json) {
     print(channel.name() + QLatin1Char(' ') + QString::fromUtf8(json));
+    if (m_voice)
+        m_voice->received(message);
     if (message.kind != WireMessage::Kind::welcome || m_bound)
         return;
     if (&channel == m_control.get()) {
@@ -116,26 +120,52 @@ void Controller::sendHeartbeat() {
         m_control->send(WireMessage(WireMessage::Kind::heartbeat));
 }
 
+// Holds the queue until the host has answered the utterance.
+void Controller::speak(const QString& path) {
+    std::vector<float> samples;
+    try {
+        samples = readVoiceFile(path.toStdString());
+    } catch (const std::exception& error) {
+        print(QStringLiteral("error: ") + QString::fromUtf8(error.what()));
+        m_exitStatus = 2;
+        return;
+    }
+    m_voice = std::make_unique<VoiceStreamer>(std::move(samples), m_chunkMs, randomUuid());
+    m_voice->sendControl = [this](const WireMessage& message) { m_control->send(message); };
+    m_voice->sendAudio = [this](const WireMessage& message) { m_audio->send(message); };
+    m_voice->onError = [](const QString& reason) { print(QStringLiteral("voice failed: ") + reason); };
+    m_voice->onFinished = [this](bool done) {
+        if (!done)
+            m_exitStatus = 1;
+        // Not from inside the streamer's own call.
+        QTimer::singleShot(0, this, [this] {
+            m_voice.reset();
+            runQueue();
+        });
+    };
+    m_voice->start();
+}
+
 void Controller::enqueue(const QString& line) {
     m_queue.push_back(line);
-    if (m_bound && !m_wait.isActive())
+    if (m_bound && !m_wait.isActive() && !m_voice)
         runQueue();
 }
 
 void Controller::finishInput(double linger) {
     m_inputFinished = true;
     m_linger = linger;
-    if (m_bound && !m_wait.isActive())
+    if (m_bound && !m_wait.isActive() && !m_voice)
         runQueue();
 }
 
 void Controller::runQueue() {
-    while (m_bound && !m_queue.empty() && !m_wait.isActive()) {
+    while (m_bound && !m_queue.empty() && !m_wait.isActive() && !m_voice) {
         const QString line = m_queue.front();
         m_queue.pop_front();
         run(line);
     }
-    if (m_bound && m_queue.empty() && !m_wait.isActive() && m_inputFinished) {
+    if (m_bound && m_queue.empty() && !m_wait.isActive() && !m_voice && m_inputFinished) {
         m_inputFinished = false;
         QTimer::singleShot(static_cast<int>(m_linger * 1000), this, [this] {
             m_control->close();
@@ -228,12 +258,16 @@ void Controller::run(const QString& line) {
             if (!seconds || *seconds < 0)
                 return usage("wait SECONDS");
             m_wait.start(static_cast<int>(*seconds * 1000));
+        } else if (command == QStringLiteral("voice")) {
+            if (words.size() < 2)
+                return usage("voice FILE");
+            speak(trimmed.mid(command.size() + 1).trimmed());
         } else if (command == QStringLiteral("quit")) {
             m_queue.clear();
             m_inputFinished = true;
             m_linger = 0;
         } else {
-            return usage("unknown command (move scroll click drag key text cancel heartbeat raw wait quit)");
+            return usage("unknown command (move scroll click drag key text cancel heartbeat raw wait voice quit)");
         }
     } catch (const std::exception& error) {
         print(QStringLiteral("error: ") + QString::fromUtf8(error.what()));

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "ControllerChannel.h"
+#include "VoiceStreamer.h"
 #include "pairing/PairingProfile.h"
 
 namespace quillvane {
@@ -31,6 +32,9 @@ public:
     // (a stale DNS-SD record of a host that restarted); the owner may look for the host again.
     std::function<void(const QString& reason)> onUnreachable;
 
+    // Length of the chunks the voice command records, in milliseconds.
+    void setChunkMs(int chunkMs) { m_chunkMs = chunkMs; }
+
     // Process exit status: 0 unless the session failed or a command was malformed.
     int exitStatus() const { return m_exitStatus; }
 
@@ -43,6 +47,7 @@ private:
     void run(const QString& line);
     void fail(const QString& reason);
     void sendHeartbeat();
+    void speak(const QString& path);
 
     PairingProfile m_profile;
     Uuid m_client;
@@ -58,6 +63,8 @@ private:
     bool m_inputFinished = false;
     double m_linger = 0.5;
     int m_exitStatus = 0;
+    int m_chunkMs = 100;
+    std::unique_ptr<VoiceStreamer> m_voice; // the utterance being spoken; commands wait for it
 };
 
 } // namespace quillvane

@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
         "Drives a Quillvane host like the phone does.\n"
         "Commands: move DX DY [DX DY ...] | scroll X Y [PHASE] | click [right] [continuing] |\n"
         "drag on|off [continuing] | key CODE [MODIFIERS] | text TEXT | cancel |\n"
-        "heartbeat on|off | raw control|audio JSON | wait SECONDS | quit"));
+        "heartbeat on|off | raw control|audio JSON | wait SECONDS | voice FILE | quit"));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption host(QStringLiteral("host"), QStringLiteral("Host address (skips DNS-SD)."),
@@ -45,7 +45,10 @@ int main(int argc, char** argv) {
     const QCommandLineOption timeout(QStringLiteral("timeout"),
                                      QStringLiteral("Seconds to look for the host by DNS-SD (default 10)."),
                                      QStringLiteral("seconds"), QStringLiteral("10"));
-    parser.addOptions({host, port, client, linger, timeout});
+    const QCommandLineOption chunkMs(QStringLiteral("chunk-ms"),
+                                     QStringLiteral("Length of the voice command's audio packets (default 100, at most 200)."),
+                                     QStringLiteral("ms"), QStringLiteral("100"));
+    parser.addOptions({host, port, client, linger, timeout, chunkMs});
     parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("The pairing link (quillvane://pair?...)."));
     parser.addPositionalArgument(QStringLiteral("commands"), QStringLiteral("Commands; without them, lines are read from standard input."),
                                  QStringLiteral("[command...]"));
@@ -73,7 +76,13 @@ int main(int argc, char** argv) {
         clientID = *parsed;
     }
 
+    const int chunk = parser.value(chunkMs).toInt();
+    if (chunk < 1 || chunk > 200) {
+        std::cerr << "quillvane-controller: --chunk-ms must be 1 to 200\n";
+        return 2;
+    }
     Controller controller(profile, clientID);
+    controller.setChunkMs(chunk);
     const double lingerSeconds = parser.value(linger).toDouble();
     const QStringList commands = positional.mid(1);
     std::unique_ptr<QSocketNotifier> stdinNotifier;
