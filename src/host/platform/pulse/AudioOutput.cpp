@@ -243,11 +243,17 @@ void AudioOutput::drain() {
     m_draining = true;
     m_drainRequested = m_written;
     pa_operation* operation = pa_stream_drain(
-        m_stream, [](pa_stream*, int, void* self) {
+        m_stream, [](pa_stream*, int success, void* self) {
             auto* output = static_cast<AudioOutput*>(self);
             output->m_draining = false;
+            // The stream clock can stop a few milliseconds short of the end once the stream runs
+            // dry; the server's word that everything asked for has been played settles it.
+            const pa_stream* stream = output->m_stream;
+            if (success && !output->complete(output->m_drainRequested))
+                return;
             // Written while that drain was under way: its tail needs a drain of its own.
-            if (output->m_written > output->m_drainRequested && output->m_unwritten.empty())
+            if (output->m_stream == stream && output->m_written > output->m_drainRequested &&
+                output->m_unwritten.empty())
                 output->drain();
         },
         this);
@@ -269,9 +275,12 @@ void AudioOutput::poll() {
     pa_usec_t time = 0;
     if (pa_stream_get_time(m_stream, &time) < 0)
         return;
-    const std::uint64_t played = pa_usec_to_bytes(time, &kFormat);
-    // Completions may stop this output (the utterance's end); nothing is touched after one runs
-    // unless the output is still the same.
+    complete(pa_usec_to_bytes(time, &kFormat));
+}
+
+// Reports every packet that ends at or before `played` bytes. A completion may stop this output
+// (the utterance's end); returns false when it did, and nothing is touched afterwards.
+bool AudioOutput::complete(std::uint64_t played) {
     while (!m_packets.empty() && m_packets.front().end <= played) {
         auto done = std::move(m_packets.front().played);
         m_packets.pop_front();
@@ -279,8 +288,9 @@ void AudioOutput::poll() {
         if (done)
             done();
         if (m_stream != stream)
-            return;
+            return false;
     }
+    return true;
 }
 
 std::string AudioOutput::playbackState() const {

@@ -56,6 +56,7 @@ private:
     void flushUnwritten();
     void drain();
     void poll();
+    bool complete(std::uint64_t played);
     void serverChanged();
 
     PulseServer& m_server;
