@@ -17,6 +17,9 @@
 #ifdef QUILLVANE_INPUT_KWIN
 #include "platform/kwin/KWinBackend.h"
 #endif
+#ifdef QUILLVANE_INPUT_MUTTER
+#include "platform/mutter/MutterBackend.h"
+#endif
 #ifdef QUILLVANE_INPUT_UINPUT
 #include "platform/uinput/UinputBackend.h"
 #endif
@@ -35,6 +38,9 @@ const std::vector<InputBackendFactory> compiledBackends{
 #endif
 #ifdef QUILLVANE_INPUT_KWIN
     {"kwin", makeKWinBackend},
+#endif
+#ifdef QUILLVANE_INPUT_MUTTER
+    {"mutter", makeMutterBackend},
 #endif
 #ifdef QUILLVANE_INPUT_UINPUT
     {"uinput", makeUinputBackend},

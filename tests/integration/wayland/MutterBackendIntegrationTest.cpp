@@ -1,0 +1,224 @@
+// The Mutter backend against a headless Mutter on a private session bus: what a focused Wayland
+// window receives (wev for pointer and keys, a Qt text field for text), what happens when Mutter
+// goes away and comes back, and when the backend is chosen.
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <linux/input-event-codes.h>
+
+#include "InputBackends.h"
+#include "integration/IntegrationTest.h"
+#include "integration/support/CompositorProcess.h"
+#include "integration/support/TextFieldWindow.h"
+#include "integration/support/WevRecorder.h"
+#include "platform/mutter/MutterBackend.h"
+
+namespace quillvane {
+namespace {
+
+using testing_support::CompositorProcess;
+using testing_support::TextFieldWindow;
+using testing_support::WevEvent;
+using testing_support::WevRecorder;
+using Events = std::vector<WevEvent>;
+
+constexpr std::uint16_t macZ = 6, macShift = 56, macCommand = 55;
+constexpr const char* socketName = "mutter-test";
+
+Events named(const Events& events, const std::string& name) {
+    Events found;
+    for (const auto& event : events)
+        if (event.name == name)
+            found.push_back(event);
+    return found;
+}
+
+// "+125" for a press of evdev key 125, "-125" for its release (wev shows XKB codes, evdev + 8).
+std::vector<std::string> keyChanges(const Events& events) {
+    std::vector<std::string> changes;
+    for (const auto& event : named(events, "key"))
+        changes.push_back((event.number("state") == 1 ? "+" : "-") +
+                          std::to_string(int(*event.number("key")) - 8));
+    return changes;
+}
+
+std::string described(const Events& events) {
+    std::string text;
+    for (const auto& event : events)
+        text += event.interface + " " + event.name + ": " + event.fields + "\n";
+    return text;
+}
+
+// Mutter's private session bus, as its starter wrote it down.
+void useMuttersBus() {
+    std::ifstream file(std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName + ".bus");
+    std::string address;
+    std::getline(file, address);
+    setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+}
+
+class MutterBackendTest : public testing_support::IntegrationTest {
+protected:
+    static void SetUpTestSuite() {
+        s_mutter = std::make_unique<CompositorProcess>("mutter", socketName);
+    }
+    static void TearDownTestSuite() { s_mutter.reset(); }
+
+    void SetUp() override {
+        IntegrationTest::SetUp();
+        ASSERT_TRUE(s_mutter->waitUntilReady()) << s_mutter->output();
+        setenv("WAYLAND_DISPLAY", socketName, 1);
+        useMuttersBus();
+        // Mutter's socket comes before its names on the bus; the backend opens its session when
+        // the remote desktop name appears.
+        m_backend = makeMutterBackend();
+        ASSERT_TRUE(testing_support::waitUntil([&] { return m_backend->canPost(); }, 15000))
+            << m_backend->unavailableReason();
+        ASSERT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
+    }
+
+    void TearDown() override {
+        m_backend.reset();
+        m_wev.reset();
+    }
+
+    // Mutter makes its virtual keyboard with the first key: a Shift tap gives the seat one.
+    void warmUpKeyboard() {
+        m_backend->key(macShift, true);
+        m_backend->key(macShift, false);
+        m_backend->flush();
+    }
+
+    // wev, focused, with the pointer over it: keys and moves sent before are lost.
+    void openWev() {
+        warmUpKeyboard();
+        m_wev = std::make_unique<WevRecorder>(socketName);
+        ASSERT_TRUE(m_wev->waitForKeyboardFocus()) << "wev never got the keyboard";
+        for (int i = 0; i < 20 && !WevRecorder::hasEvent(m_wev->events(), "wl_pointer", "enter");
+             ++i) {
+            m_backend->mouse({MouseEventType::moved, {512.0 + i, 384}, 0});
+            m_backend->flush();
+            m_wev->waitFor([](const Events& events) {
+                return WevRecorder::hasEvent(events, "wl_pointer", "enter");
+            }, 250);
+        }
+        ASSERT_TRUE(WevRecorder::hasEvent(m_wev->events(), "wl_pointer", "enter"))
+            << "the pointer never entered wev; it saw:\n" << described(m_wev->events());
+        m_wev->clear();
+    }
+
+    static inline std::unique_ptr<CompositorProcess> s_mutter;
+    std::unique_ptr<WevRecorder> m_wev;
+    std::unique_ptr<InputBackend> m_backend;
+};
+
+TEST_F(MutterBackendTest, pointerMovesClicksAndScrollsWithTheGestureFinished) {
+    openWev();
+    const TrackpadVector start = *m_backend->pointerLocation();
+    m_backend->mouse({MouseEventType::moved, {start.x + 10, start.y + 5}, 0});
+    m_backend->mouse({MouseEventType::moved, {start.x + 30, start.y - 15}, 0});
+    const TrackpadVector end{start.x + 30, start.y - 15};
+    m_backend->mouse({MouseEventType::leftDown, end, 1});
+    m_backend->mouse({MouseEventType::leftUp, end, 1});
+    m_backend->scroll({.wheel1 = 30, .phase = ScrollEvent::Phase::began});
+    m_backend->scroll({.phase = ScrollEvent::Phase::ended});
+    m_backend->flush();
+    // Mutter 43 passes the finish on as a finger-sourced frame without an axis_stop.
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return named(events, "axis_source").size() >= 2;
+    })) << "the scroll never ended; wev saw:\n" << described(m_wev->events());
+    const Events events = m_wev->events();
+
+    const auto motions = named(events, "motion");
+    ASSERT_EQ(motions.size(), 2u) << described(events);
+    const auto [x0, y0] = *motions[0].position();
+    const auto [x1, y1] = *motions[1].position();
+    // Mutter accelerates relative motion as it does a mouse's (by 5 to 40% in these runs), so
+    // only the direction and the rough size can be checked.
+    EXPECT_GT(x1 - x0, 14.0);
+    EXPECT_LT(y1 - y0, -14.0);
+    EXPECT_LT(x1 - x0, 40.0);
+    EXPECT_GT(y1 - y0, -40.0);
+
+    const auto buttons = named(events, "button");
+    ASSERT_EQ(buttons.size(), 2u);
+    EXPECT_EQ(buttons[0].number("button"), BTN_LEFT);
+    EXPECT_EQ(buttons[0].number("state"), 1);
+    EXPECT_EQ(buttons[1].number("state"), 0);
+
+    const auto axes = named(events, "axis");
+    ASSERT_FALSE(axes.empty());
+    EXPECT_EQ(axes[0].number("axis"), 0);
+    EXPECT_LT(*axes[0].number("value"), 0) << "a Mac's positive pixels move the view up";
+    EXPECT_NE(named(events, "axis_source").front().fields.find("finger"), std::string::npos);
+}
+
+TEST_F(MutterBackendTest, keysKeepTheirPlaceWithEveryModifierReleased) {
+    openWev();
+    for (const auto key : {macCommand, macShift, macZ})
+        m_backend->key(key, true);
+    for (const auto key : {macZ, macShift, macCommand})
+        m_backend->key(key, false);
+    m_backend->flush();
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return keyChanges(events).size() >= 5; }))
+        << "not every key arrived; wev saw:\n" << described(m_wev->events());
+    const Events events = m_wev->events();
+    // Mutter keeps the press of Super for itself (its overlay key) and lets clients see it as
+    // the modifier it makes; the release reaches them.
+    EXPECT_EQ(keyChanges(events), (std::vector<std::string>{"+42", "+44", "-44", "-42", "-125"}));
+    const auto keys = named(events, "key");
+    EXPECT_NE(keys[1].fields.find("sym: Z"), std::string::npos) << keys[1].fields;
+    EXPECT_NE(described(named(events, "modifiers")).find("Shift Mod4"), std::string::npos)
+        << "Z came without Super and Shift";
+    EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
+              std::string::npos)
+        << "a modifier is still held";
+}
+
+// The layout's characters are typed as keysyms, the others pasted; the field gets them in order.
+TEST_F(MutterBackendTest, textOfAnyScriptArrivesAsTyped) {
+    warmUpKeyboard();
+    TextFieldWindow field(socketName);
+    ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
+    for (const char* character : {"H", "e", "l", "l", "o", ",", " ", "世", "界", " ", "👋"})
+        m_backend->text(character);
+    m_backend->flush();
+    EXPECT_EQ(field.waitForText("Hello, 世界 👋"), "Hello, 世界 👋");
+}
+
+// Mutter restarting ends the session: the backend says so and lets the controller know, then
+// makes a new session once Mutter is back.
+TEST_F(MutterBackendTest, aLostSessionIsReportedAndMadeAgain) {
+    int lost = 0;
+    m_backend->setLostHandler([&] { ++lost; });
+    m_backend->mouse({MouseEventType::leftDown, {100, 100}, 1});
+    m_backend->flush();
+    std::ifstream pidFile(std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName + ".pid");
+    pid_t pid = 0;
+    pidFile >> pid;
+    ASSERT_GT(pid, 0);
+    kill(pid, SIGKILL);
+    ASSERT_TRUE(testing_support::waitUntil([&] { return lost == 1; }, 10000));
+    EXPECT_FALSE(m_backend->canPost());
+    EXPECT_TRUE(testing_support::waitUntil([&] { return m_backend->canPost(); }, 15000))
+        << m_backend->unavailableReason();
+}
+
+// Chosen where Mutter is the session's compositor and there is no X server.
+TEST_F(MutterBackendTest, chosenUnderGnome) {
+    m_backend.reset();
+    const char* display = std::getenv("DISPLAY");
+    const std::string savedDisplay = display ? display : "";
+    unsetenv("DISPLAY");
+    const auto chosen = chooseInputBackend(compiledInputBackends(), "");
+    setenv("DISPLAY", savedDisplay.c_str(), 1);
+    EXPECT_EQ(chosen->name(), "mutter");
+}
+
+} // namespace
+} // namespace quillvane
