@@ -187,6 +187,17 @@ TEST_F(KWinBackendTest, chosenUnderKWinAndRefusedWithTheRemedyWhenNotStartedFrom
     EXPECT_FALSE(refused->canPost());
     EXPECT_NE(refused->unavailableReason().find("installed desktop entry"), std::string::npos)
         << refused->unavailableReason();
+
+    // A KWin that goes away takes the backend's right to post with it, and says so.
+    CompositorProcess going("kwin", "kwin-going", {{"KWIN_WAYLAND_NO_PERMISSION_CHECKS", "1"}});
+    ASSERT_TRUE(going.waitUntilReady()) << going.output();
+    setenv("WAYLAND_DISPLAY", "kwin-going", 1);
+    const auto orphan = makeKWinBackend();
+    ASSERT_TRUE(orphan->canPost()) << orphan->unavailableReason();
+    going.stop();
+    EXPECT_TRUE(testing_support::waitUntil([&] { return !orphan->canPost(); }, 5000));
+    EXPECT_NE(orphan->unavailableReason().find("KWin stopped"), std::string::npos)
+        << orphan->unavailableReason();
 }
 
 } // namespace
