@@ -17,8 +17,7 @@
 #include "platform/common/ClipboardTextRoute.h"
 #include "platform/evdev/MacKeyTable.h"
 #include "platform/wayland/WaylandSession.h"
-#include "platform/xkb/LayoutKeys.h"
-#include "protocol/Unicode.h"
+#include "platform/xkb/LayoutTyping.h"
 
 namespace quillvane {
 namespace {
@@ -240,23 +239,15 @@ void KWinBackend::pressPaste() {
 // Each character as the keys of the compositor's keymap that type it; one the keymap lacks is
 // pasted, where the clipboard can be set.
 void KWinBackend::text(std::string_view character) {
-    if (!canPost() || !isValidUtf8(character))
+    if (!canPost())
         return;
-    char32_t previous = 0;
-    for (std::size_t offset = 0; offset < character.size();) {
-        const std::size_t start = offset;
-        const char32_t codePoint = nextCodePoint(character, offset);
-        // CR LF is one line break.
-        const bool secondHalfOfLineBreak = previous == U'\r' && codePoint == U'\n';
-        previous = codePoint;
-        if (secondHalfOfLineBreak)
-            continue;
-        const auto& layout = m_session->layout();
-        if (const auto stroke = layout ? layout->strokeFor(codePoint) : std::nullopt)
-            post([this, stroke = *stroke] { type(stroke); });
-        else if (m_route && codePoint >= 0x20)
-            m_route->paste(character.substr(start, offset - start));
-    }
+    const auto& layout = m_session->layout();
+    routeText(character, layout ? &*layout : nullptr,
+              [this](const KeyStroke& stroke) { post([this, stroke] { type(stroke); }); },
+              [this](std::string_view pasted) {
+                  if (m_route)
+                      m_route->paste(pasted);
+              });
     if (m_route)
         m_route->flush();
 }

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -15,9 +17,10 @@
 #include <linux/input-event-codes.h>
 
 #include "HiResWheel.h"
-#include "platform/xkb/LayoutKeys.h"
+#include "platform/common/ClipboardTextRoute.h"
+#include "platform/wayland/WaylandSession.h"
+#include "platform/xkb/LayoutTyping.h"
 #include "platform/evdev/MacKeyTable.h"
-#include "protocol/Unicode.h"
 
 namespace quillvane {
 namespace {
@@ -105,14 +108,22 @@ public:
     void scroll(const ScrollEvent& event) override;
     void key(std::uint16_t macKeyCode, bool down) override;
     void text(std::string_view character) override;
-    void flush() override {}
+    void flush() override;
+    void discardPendingText() override;
 
 private:
     void write(unsigned int type, unsigned int code, int value);
     void sync() { write(EV_SYN, SYN_REPORT, 0); }
     void press(unsigned int code, bool down);
     void moveTo(TrackpadVector target);
+    void postMouse(const MouseEvent& event);
+    void postScroll(const ScrollEvent& event);
     void releaseHeld();
+    void type(const KeyStroke& stroke);
+    void pressPaste();
+    const LayoutKeys* layout() const;
+    // Posts now, or behind the pastes still waiting, so that nothing overtakes pasted text.
+    void post(std::function<void()> event);
 
     libevdev_uinput* m_device = nullptr;
     std::string m_reason;
@@ -123,6 +134,10 @@ private:
     TrackpadVector m_unposted;
     HiResWheel m_wheel;
     std::optional<LayoutKeys> m_layout;
+    // Under a Wayland compositor: its displays, its keymap, and its clipboard for the characters
+    // the keymap has no key for.
+    std::unique_ptr<WaylandSession> m_session;
+    std::unique_ptr<ClipboardTextRoute> m_route;
     // Keys and buttons this device holds down, released before it goes away.
     std::set<unsigned int> m_held;
 };
@@ -149,8 +164,17 @@ UinputBackend::UinputBackend() {
         m_reason = explainOpenFailure(-status);
         return;
     }
-    m_displays = connectedDisplays();
+    std::string noCompositor;
+    if (std::getenv("WAYLAND_DISPLAY"))
+        m_session = WaylandSession::connect(noCompositor);
+    if (m_session && !m_session->displays().empty())
+        m_displays = m_session->displays();
+    else
+        m_displays = connectedDisplays();
     m_layout = LayoutKeys::systemDefault();
+    if (m_session && m_session->clipboard())
+        m_route = std::make_unique<ClipboardTextRoute>(*m_session->clipboard(),
+                                                       [this] { pressPaste(); });
     const DisplayRect& main = m_displays.front();
     m_shadow = {main.x + main.width / 2, main.y + main.height / 2};
 }
@@ -158,6 +182,8 @@ UinputBackend::UinputBackend() {
 UinputBackend::~UinputBackend() {
     if (!m_device)
         return;
+    // Events still waiting behind a paste are posted first, then the user's clipboard restored.
+    m_route.reset();
     releaseHeld();
     libevdev_uinput_destroy(m_device);
 }
@@ -195,7 +221,25 @@ void UinputBackend::press(unsigned int code, bool down) {
 }
 
 std::vector<DisplayRect> UinputBackend::displays() {
-    return canPost() ? m_displays : std::vector<DisplayRect>{};
+    if (!canPost())
+        return {};
+    if (m_session && !m_session->isLost())
+        if (auto live = m_session->displays(); !live.empty())
+            m_displays = std::move(live);
+    return m_displays;
+}
+
+const LayoutKeys* UinputBackend::layout() const {
+    if (m_session && m_session->layout())
+        return &*m_session->layout();
+    return m_layout ? &*m_layout : nullptr;
+}
+
+void UinputBackend::post(std::function<void()> event) {
+    if (m_route)
+        m_route->post(std::move(event));
+    else
+        event();
 }
 
 std::optional<TrackpadVector> UinputBackend::pointerLocation() {
@@ -224,6 +268,11 @@ void UinputBackend::moveTo(TrackpadVector target) {
 }
 
 void UinputBackend::mouse(const MouseEvent& event) {
+    if (canPost())
+        post([this, event] { postMouse(event); });
+}
+
+void UinputBackend::postMouse(const MouseEvent& event) {
     if (!canPost())
         return;
     moveTo(event.position);
@@ -250,6 +299,11 @@ void UinputBackend::mouse(const MouseEvent& event) {
 }
 
 void UinputBackend::scroll(const ScrollEvent& event) {
+    if (canPost())
+        post([this, event] { postScroll(event); });
+}
+
+void UinputBackend::postScroll(const ScrollEvent& event) {
     if (!canPost())
         return;
     const WheelMotion motion = m_wheel.add(event);
@@ -268,46 +322,65 @@ void UinputBackend::scroll(const ScrollEvent& event) {
 void UinputBackend::key(std::uint16_t macKeyCode, bool down) {
     if (!canPost())
         return;
-    if (const auto evdev = evdevKeyForMacKey(macKeyCode)) {
-        press(*evdev, down);
+    if (const auto evdev = evdevKeyForMacKey(macKeyCode))
+        post([this, code = *evdev, down] {
+            press(code, down);
+            sync();
+        });
+}
+
+// Modifiers down before the key and up after it, each step its own frame so that the desktop sees
+// the modifier state change before the key; one already held (by a shortcut in progress) stays.
+void UinputBackend::type(const KeyStroke& stroke) {
+    if (!canPost())
+        return;
+    std::vector<std::uint16_t> pressed;
+    for (const std::uint16_t modifier : stroke.modifiers) {
+        if (m_held.contains(modifier))
+            continue;
+        press(modifier, true);
+        sync();
+        pressed.push_back(modifier);
+    }
+    press(stroke.key, true);
+    sync();
+    press(stroke.key, false);
+    sync();
+    for (auto modifier = pressed.rbegin(); modifier != pressed.rend(); ++modifier) {
+        press(*modifier, false);
         sync();
     }
 }
 
-// Each character as the keys of the layout that type it, modifiers down before and up after, each
-// step its own frame so that the desktop sees the modifier state change before the key.
+// Ctrl with the key that types "v" in this keymap: programs match the shortcut by its character.
+void UinputBackend::pressPaste() {
+    const auto v = layout() ? layout()->strokeFor(U'v') : std::nullopt;
+    type({{KEY_LEFTCTRL}, v ? v->key : std::uint16_t{KEY_V}});
+}
+
+// Each character as the keys of the layout that type it (the compositor's keymap under Wayland,
+// else the system keyboard's); one it lacks is pasted where a compositor lets us set the clipboard.
 void UinputBackend::text(std::string_view character) {
-    if (!canPost() || !m_layout || !isValidUtf8(character))
+    if (!canPost())
         return;
-    char32_t previous = 0;
-    for (std::size_t offset = 0; offset < character.size();) {
-        const char32_t codePoint = nextCodePoint(character, offset);
-        // CR LF is one line break.
-        const bool secondHalfOfLineBreak = previous == U'\r' && codePoint == U'\n';
-        previous = codePoint;
-        if (secondHalfOfLineBreak)
-            continue;
-        const auto stroke = m_layout->strokeFor(codePoint);
-        if (!stroke)
-            continue;
-        // A modifier already held (by a shortcut in progress) stays held.
-        std::vector<std::uint16_t> pressed;
-        for (const std::uint16_t modifier : stroke->modifiers) {
-            if (m_held.contains(modifier))
-                continue;
-            press(modifier, true);
-            sync();
-            pressed.push_back(modifier);
-        }
-        press(stroke->key, true);
-        sync();
-        press(stroke->key, false);
-        sync();
-        for (auto modifier = pressed.rbegin(); modifier != pressed.rend(); ++modifier) {
-            press(*modifier, false);
-            sync();
-        }
-    }
+    routeText(character, layout(),
+              [this](const KeyStroke& stroke) { post([this, stroke] { type(stroke); }); },
+              [this](std::string_view pasted) {
+                  if (m_route)
+                      m_route->paste(pasted);
+              });
+    if (m_route)
+        m_route->flush();
+}
+
+void UinputBackend::flush() {
+    if (m_session)
+        m_session->flush();
+}
+
+void UinputBackend::discardPendingText() {
+    if (m_route)
+        m_route->discardPendingText();
 }
 
 } // namespace
