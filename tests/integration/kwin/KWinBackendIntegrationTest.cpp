@@ -81,7 +81,17 @@ protected:
 
 TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
-    const TrackpadVector start = *m_backend->pointerLocation();
+    // The first motion finds the pointer by pinning it in the top-left corner.
+    m_backend->mouse({MouseEventType::moved, {500, 400}, 0});
+    EXPECT_EQ(m_backend->pointerLocation(), (TrackpadVector{500, 400}));
+    const TrackpadVector start{500, 400};
+    m_backend->flush();
+    // Out of the window to the corner and back in: wev sees the pointer enter again.
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return WevRecorder::hasEvent(events, "wl_pointer", "leave") &&
+               WevRecorder::hasEvent(events, "wl_pointer", "enter");
+    }));
+    m_wev->clear();
     m_backend->mouse({MouseEventType::moved, {start.x + 10, start.y + 5}, 0});
     m_backend->mouse({MouseEventType::moved, {start.x + 30, start.y - 15}, 0});
     const TrackpadVector end{start.x + 30, start.y - 15};

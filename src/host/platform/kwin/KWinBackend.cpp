@@ -13,8 +13,11 @@
 #include <linux/input-event-codes.h>
 #include <wayland-client.h>
 
+#include <QTimer>
+
 #include "fake-input-client-protocol.h"
 #include "platform/common/ClipboardTextRoute.h"
+#include "platform/common/ShadowPointer.h"
 #include "platform/evdev/MacKeyTable.h"
 #include "platform/wayland/WaylandSession.h"
 #include "platform/xkb/LayoutTyping.h"
@@ -55,6 +58,7 @@ private:
     void pressPaste();
     // Posts now, or behind the pastes still waiting, so that nothing overtakes pasted text.
     void post(std::function<void()> event);
+    void moveTo(TrackpadVector target);
 
     std::unique_ptr<WaylandSession> m_session;
     org_kde_kwin_fake_input* m_fakeInput = nullptr;
@@ -62,8 +66,10 @@ private:
     // Characters the keymap has no key for are pasted, where the compositor lets us set the
     // clipboard.
     std::unique_ptr<ClipboardTextRoute> m_route;
-    std::optional<TrackpadVector> m_shadow;
+    ShadowPointer m_shadow;
     std::set<std::uint32_t> m_held;
+    // Owns the deferred loss notice, which goes with the backend.
+    QObject m_context;
 };
 
 KWinBackend::KWinBackend() {
@@ -99,9 +105,12 @@ KWinBackend::~KWinBackend() {
 }
 
 // KWin is gone (restarted or crashed) or withdrew the protocol: what our device held went with it.
+// The controller hears of it from the event loop, never from inside one of its own calls (a flush
+// can be where the loss shows).
 void KWinBackend::lose(std::string why) {
     m_reason = "Input through KWin stopped: " + why;
     m_held.clear();
+    QTimer::singleShot(0, &m_context, [this] { notifyLost(); });
 }
 
 void KWinBackend::press(std::uint32_t code, bool down) {
@@ -130,19 +139,12 @@ std::vector<DisplayRect> KWinBackend::displays() {
     return canPost() ? m_session->displays() : std::vector<DisplayRect>{};
 }
 
-// KWin tells no client where the pointer is; this is where our own motion has left it, starting
-// from the middle of the first display.
+// KWin tells no client where the pointer is; this is where our own motion has left it, unknown
+// until the first motion.
 std::optional<TrackpadVector> KWinBackend::pointerLocation() {
     if (!canPost())
         return std::nullopt;
-    if (!m_shadow) {
-        const auto rects = displays();
-        if (rects.empty())
-            return std::nullopt;
-        m_shadow = TrackpadVector{rects.front().x + rects.front().width / 2,
-                                  rects.front().y + rects.front().height / 2};
-    }
-    return m_shadow;
+    return m_shadow.position();
 }
 
 void KWinBackend::post(std::function<void()> event) {
@@ -150,6 +152,20 @@ void KWinBackend::post(std::function<void()> event) {
         m_route->post(std::move(event));
     else
         event();
+}
+
+// Relative motion, clamped by KWin as the shadow clamps it; an unknown position is found by
+// pinning the pointer in the desktop's top-left corner first.
+void KWinBackend::moveTo(TrackpadVector target) {
+    m_shadow.setDisplays(m_session->displays());
+    const auto motion = [this](TrackpadVector delta) {
+        if (delta.x != 0 || delta.y != 0)
+            org_kde_kwin_fake_input_pointer_motion(m_fakeInput, wl_fixed_from_double(delta.x),
+                                                   wl_fixed_from_double(delta.y));
+    };
+    if (!m_shadow.position())
+        motion(m_shadow.home());
+    motion(m_shadow.moveTo(target));
 }
 
 // Motion is relative, so a pointer the user moved with a real mouse meanwhile is moved on from
@@ -160,13 +176,7 @@ void KWinBackend::mouse(const MouseEvent& event) {
     post([this, event] {
         if (!canPost())
             return;
-        const TrackpadVector from = pointerLocation().value_or(event.position);
-        const double dx = event.position.x - from.x;
-        const double dy = event.position.y - from.y;
-        if (dx != 0 || dy != 0)
-            org_kde_kwin_fake_input_pointer_motion(m_fakeInput, wl_fixed_from_double(dx),
-                                                   wl_fixed_from_double(dy));
-        m_shadow = event.position;
+        moveTo(event.position);
         switch (event.type) {
         case MouseEventType::moved:
         case MouseEventType::leftDragged:

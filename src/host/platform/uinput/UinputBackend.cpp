@@ -16,8 +16,11 @@
 #include <libevdev/libevdev.h>
 #include <linux/input-event-codes.h>
 
+#include <QTimer>
+
 #include "HiResWheel.h"
 #include "platform/common/ClipboardTextRoute.h"
+#include "platform/common/ShadowPointer.h"
 #include "platform/wayland/WaylandSession.h"
 #include "platform/xkb/LayoutTyping.h"
 #include "platform/evdev/MacKeyTable.h"
@@ -116,6 +119,7 @@ private:
     void sync() { write(EV_SYN, SYN_REPORT, 0); }
     void press(unsigned int code, bool down);
     void moveTo(TrackpadVector target);
+    void postMotion(TrackpadVector delta);
     void postMouse(const MouseEvent& event);
     void postScroll(const ScrollEvent& event);
     void releaseHeld();
@@ -130,7 +134,7 @@ private:
     std::vector<DisplayRect> m_displays;
     // Where this backend has put the pointer, as far as it can know, and the fraction of a pixel
     // not yet posted on each axis.
-    TrackpadVector m_shadow;
+    ShadowPointer m_shadow;
     TrackpadVector m_unposted;
     HiResWheel m_wheel;
     std::optional<LayoutKeys> m_layout;
@@ -140,6 +144,8 @@ private:
     std::unique_ptr<ClipboardTextRoute> m_route;
     // Keys and buttons this device holds down, released before it goes away.
     std::set<unsigned int> m_held;
+    // Owns the deferred loss notice, which goes with the backend.
+    QObject m_context;
 };
 
 UinputBackend::UinputBackend() {
@@ -175,8 +181,6 @@ UinputBackend::UinputBackend() {
     if (m_session && m_session->clipboard())
         m_route = std::make_unique<ClipboardTextRoute>(*m_session->clipboard(),
                                                        [this] { pressPaste(); });
-    const DisplayRect& main = m_displays.front();
-    m_shadow = {main.x + main.width / 2, main.y + main.height / 2};
 }
 
 UinputBackend::~UinputBackend() {
@@ -207,6 +211,8 @@ void UinputBackend::write(unsigned int type, unsigned int code, int value) {
         m_reason = std::string("The uinput device stopped accepting input: ") + std::strerror(-status);
         m_held.clear();
         libevdev_uinput_destroy(std::exchange(m_device, nullptr));
+        // Told from the event loop, never from inside the call that found it.
+        QTimer::singleShot(0, &m_context, [this] { notifyLost(); });
     }
 }
 
@@ -245,7 +251,7 @@ void UinputBackend::post(std::function<void()> event) {
 std::optional<TrackpadVector> UinputBackend::pointerLocation() {
     if (!canPost())
         return std::nullopt;
-    return m_shadow;
+    return m_shadow.position();
 }
 
 // The compositor moves its pointer by what the device reports, clamped to its outputs; the shadow
@@ -253,12 +259,19 @@ std::optional<TrackpadVector> UinputBackend::pointerLocation() {
 void UinputBackend::moveTo(TrackpadVector target) {
     if (!std::isfinite(target.x) || !std::isfinite(target.y))
         return;
-    const double dx = target.x - m_shadow.x + m_unposted.x;
-    const double dy = target.y - m_shadow.y + m_unposted.y;
+    m_shadow.setDisplays(displays());
+    if (!m_shadow.position())
+        postMotion(m_shadow.home());
+    postMotion(m_shadow.moveTo(target));
+}
+
+// The device counts whole units; what is left of a pixel is carried into the next motion.
+void UinputBackend::postMotion(TrackpadVector delta) {
+    const double dx = delta.x + m_unposted.x;
+    const double dy = delta.y + m_unposted.y;
     const int wholeX = static_cast<int>(std::trunc(dx));
     const int wholeY = static_cast<int>(std::trunc(dy));
     m_unposted = {dx - wholeX, dy - wholeY};
-    m_shadow = target;
     if (wholeX != 0)
         write(EV_REL, REL_X, wholeX);
     if (wholeY != 0)

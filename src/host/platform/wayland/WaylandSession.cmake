@@ -9,6 +9,5 @@ quillvane_wayland_protocol(QuillvaneHost
 quillvane_wayland_protocol(QuillvaneHost ${CMAKE_CURRENT_LIST_DIR}/wlr-data-control-unstable-v1.xml)
 target_sources(QuillvaneHost PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/DataControlClipboard.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/WaylandSession.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/../common/ClipboardTextRoute.cpp)
+    ${CMAKE_CURRENT_LIST_DIR}/WaylandSession.cpp)
 target_link_libraries(QuillvaneHost PRIVATE PkgConfig::QUILLVANE_WAYLAND)
