@@ -1,5 +1,7 @@
 #include "InputBackends.h"
 
+#include <cstdlib>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -47,6 +49,12 @@ const std::vector<InputBackendFactory> compiledBackends{
 #endif
 };
 
+bool isWaylandSession() {
+    const char* display = std::getenv("WAYLAND_DISPLAY");
+    const char* type = std::getenv("XDG_SESSION_TYPE");
+    return (display && *display) || (type && std::string_view(type) == "wayland");
+}
+
 struct Refusal {
     std::string name;
     std::string reason;
@@ -71,8 +79,16 @@ std::string unavailableReason(std::span<const InputBackendFactory> candidates,
     if (refusals.size() == 1)
         return refusals.front().reason;
     std::string reason;
+    // On Wayland the usual cause is a desktop none of the compositor interfaces belong to; saying
+    // so first leads to the remedy (named by the uinput backend's own reason below).
+    if (isWaylandSession())
+        reason = "Nothing can post input on this Wayland desktop: Quillvane uses GNOME's remote "
+                 "desktop interface, KDE's fake input and the virtual pointer and keyboard of "
+                 "wlroots compositors (sway, Hyprland, labwc), and elsewhere needs /dev/uinput. "
+                 "Details: ";
+    const std::size_t lead = reason.size();
     for (const auto& refusal : refusals)
-        reason += (reason.empty() ? "" : "; ") + refusal.name + ": " + refusal.reason;
+        reason += (reason.size() == lead ? "" : "; ") + refusal.name + ": " + refusal.reason;
     return reason;
 }
 } // namespace

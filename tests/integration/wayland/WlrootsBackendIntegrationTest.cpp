@@ -193,5 +193,24 @@ TEST_F(WlrootsBackendTest, chosenUnderSway) {
     EXPECT_EQ(chosen->name(), "wlroots");
 }
 
+// Without a compositor of ours: X alone is posted to through XTest; a Wayland session whose
+// compositor offers nothing (here none answers) gets an explanation that names the ways out.
+TEST(WaylandBackendSelection, xAloneOrNothingGetsXTestOrTheReason) {
+    unsetenv("WAYLAND_DISPLAY");
+    EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "x11");
+
+    const std::string savedDisplay = std::getenv("DISPLAY");
+    unsetenv("DISPLAY");
+    setenv("WAYLAND_DISPLAY", "no-compositor-here", 1);
+    const auto none = chooseInputBackend(compiledInputBackends(), "");
+    setenv("DISPLAY", savedDisplay.c_str(), 1);
+    unsetenv("WAYLAND_DISPLAY");
+    EXPECT_EQ(none->name(), "none");
+    EXPECT_FALSE(none->canPost());
+    const std::string reason = none->unavailableReason();
+    EXPECT_TRUE(reason.starts_with("Nothing can post input on this Wayland desktop")) << reason;
+    EXPECT_NE(reason.find("/dev/uinput"), std::string::npos) << reason;
+}
+
 } // namespace
 } // namespace quillvane
