@@ -8,7 +8,16 @@
 
 #include <linux/input-event-codes.h>
 
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include "HostModel.h"
 #include "InputBackends.h"
+#include "InputController.h"
+#include "Uptime.h"
+#include "keychain/KeychainStore.h"
+#include "platform/recording/RecordingAudio.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/CompositorProcess.h"
 #include "integration/support/WevRecorder.h"
@@ -180,6 +189,78 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
     EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
         return WevRecorder::hasEvent(events, "wl_pointer", "enter");
     }));
+}
+
+// quillvane-controller, run as a process, drives a host session whose InputController posts
+// through this backend: moves, clicks, scrolls and text reach the window, and when the controller
+// dies in the middle of a drag the button is let go.
+TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo) {
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    QSettings settings(dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat);
+    KeychainStore keychain =
+        KeychainStore::fileStore(dir.filePath(QStringLiteral("data")).toStdString());
+    InputController input(*m_backend, uptimeSeconds, [] { return 0.5; });
+    RecordingAudio audio;
+    FixedMicrophone microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
+    HostModel host(HostModel::Services{
+        .keychain = &keychain,
+        .input = &input,
+        .audio = &audio,
+        .microphone = &microphone,
+        .settings = &settings,
+        .uptime = uptimeSeconds,
+        .doubleClickInterval = [] { return 0.5; },
+        .computerName = [] { return std::string("Wayland Test Host"); },
+    });
+    host.start();
+    ASSERT_TRUE(host.isStarted()) << host.issue().toStdString();
+
+    QProcess controller;
+    QByteArray output;
+    QObject::connect(&controller, &QProcess::readyReadStandardOutput, &controller,
+                     [&] { output += controller.readAllStandardOutput(); });
+    controller.start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane-controller"),
+                     {QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
+                      QStringLiteral("--port"), QString::number(host.port()), host.pairingLink()});
+    ASSERT_TRUE(controller.waitForStarted());
+    ASSERT_TRUE(testing_support::waitUntil(
+        [&] { return output.contains("audio {\"kind\":\"welcome\""); }, 20000))
+        << output.toStdString();
+    const auto send = [&](const std::string& line) {
+        controller.write(QByteArray::fromStdString(line + "\n"));
+    };
+
+    send("move 40 -20");
+    send("click");
+    send("scroll 0 12 began");
+    send("scroll 0 0 ended");
+    send("text Hello, 世界 👋");
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        std::string typed;
+        for (const auto& key : named(events, "key"))
+            if (key.number("state") == 1)
+                typed += key.utf8();
+        return typed == "Hello, 世界 👋";
+    })) << "wev saw:\n" << described(m_wev->events());
+    Events events = m_wev->events();
+    EXPECT_EQ(named(events, "motion").front().position(), std::pair(552.0, 364.0));
+    EXPECT_EQ(named(events, "button").size(), 2u);
+    EXPECT_TRUE(WevRecorder::hasEvent(events, "wl_pointer", "axis_stop"));
+
+    m_wev->clear();
+    send("drag on");
+    send("move 30 0");
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return WevRecorder::hasEvent(events, "wl_pointer", "motion");
+    }));
+    controller.kill();
+    controller.waitForFinished();
+    EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
+        const auto buttons = named(events, "button");
+        return buttons.size() == 2 && buttons[1].number("state") == 0;
+    }, 5000)) << "the drag's button is still held; wev saw:\n" << described(m_wev->events());
+    host.stop();
 }
 
 // Chosen where sway is the session's compositor and there is no X server.
