@@ -65,7 +65,7 @@ void WevRecorder::readOutput() {
         m_partial.erase(0, newline + 1);
         std::smatch match;
         if (std::regex_match(line, match, head))
-            m_all.push_back({std::stoi(match[1]), match[2], match[3], match[4]});
+            m_all.push_back({std::stoll(match[1]), match[2], match[3], match[4]});
         else if (!m_all.empty() && line.starts_with(" "))
             m_all.back().fields += " " + line.substr(line.find_first_not_of(' '));
     }
@@ -73,7 +73,7 @@ void WevRecorder::readOutput() {
 
 std::vector<WevEvent> WevRecorder::events() {
     // The object of each interface that received the latest enter speaks for it.
-    std::map<std::string, int> current;
+    std::map<std::string, long long> current;
     std::vector<WevEvent> kept;
     for (std::size_t i = 0; i < m_all.size(); ++i) {
         const WevEvent& event = m_all[i];

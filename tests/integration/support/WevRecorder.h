@@ -15,7 +15,7 @@ namespace quillvane::testing_support {
 // becomes interface "wl_pointer", name "button" and the rest in `fields`; a key event's second line
 // (its keysym and text) is appended to its fields.
 struct WevEvent {
-    int object = 0;
+    long long object = 0; // server-made objects are numbered from 0xff000000
     std::string interface;
     std::string name;
     std::string fields;

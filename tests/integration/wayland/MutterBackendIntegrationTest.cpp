@@ -135,9 +135,10 @@ TEST_F(MutterBackendTest, pointerMovesClicksAndScrollsWithTheGestureFinished) {
     const Events events = m_wev->events();
 
     const auto motions = named(events, "motion");
-    ASSERT_EQ(motions.size(), 2u) << described(events);
-    const auto [x0, y0] = *motions[0].position();
-    const auto [x1, y1] = *motions[1].position();
+    // The warm-up's last motion may come after it saw the pointer enter.
+    ASSERT_GE(motions.size(), 2u) << described(events);
+    const auto [x0, y0] = *motions[motions.size() - 2].position();
+    const auto [x1, y1] = *motions.back().position();
     // Mutter accelerates relative motion as it does a mouse's (by 5 to 40% in these runs), so
     // only the direction and the rough size can be checked.
     EXPECT_GT(x1 - x0, 14.0);
@@ -180,15 +181,19 @@ TEST_F(MutterBackendTest, keysKeepTheirPlaceWithEveryModifierReleased) {
         << "a modifier is still held";
 }
 
-// The layout's characters are typed as keysyms, the others pasted; the field gets them in order.
+// A text the layout can type goes as keysyms, one with other characters is pasted; the field
+// gets both in order.
 TEST_F(MutterBackendTest, textOfAnyScriptArrivesAsTyped) {
     warmUpKeyboard();
     TextFieldWindow field(socketName);
     ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
+    for (const char* character : {"H", "i", "!", " "})
+        m_backend->text(character);
+    m_backend->flush();
     for (const char* character : {"H", "e", "l", "l", "o", ",", " ", "世", "界", " ", "👋"})
         m_backend->text(character);
     m_backend->flush();
-    EXPECT_EQ(field.waitForText("Hello, 世界 👋"), "Hello, 世界 👋");
+    EXPECT_EQ(field.waitForText("Hi! Hello, 世界 👋"), "Hi! Hello, 世界 👋");
 }
 
 // Mutter restarting ends the session: the backend says so and lets the controller know, then

@@ -23,6 +23,9 @@ public:
         return true;
     }
     void restore() override { m_log.push_back("restore"); }
+    bool delivered() const override { return read; }
+
+    bool read = true;
 
 private:
     Lines& m_log;
@@ -67,4 +70,19 @@ TEST(ClipboardTextRoute, pastesInOrderAndRestoresTheUsersClipboard) {
     route.discardPendingText();
     waitFor(ClipboardTextRoute::settleMs + 50);
     EXPECT_EQ(log, (Lines{"offer é", "ctrl+v", "key up"}));
+
+    // A clipboard that tells when the paste was read holds the next paste and the restore back
+    // until then.
+    waitFor(ClipboardTextRoute::restoreMs + 100);
+    log.clear();
+    clipboard.read = false;
+    route.paste("世");
+    route.flush();
+    route.paste("界");
+    route.flush();
+    waitFor(ClipboardTextRoute::restoreMs + 100);
+    EXPECT_EQ(log, (Lines{"offer 世", "ctrl+v"}));
+    clipboard.read = true;
+    waitFor(ClipboardTextRoute::settleMs);
+    EXPECT_EQ(log, (Lines{"offer 世", "ctrl+v", "offer 界", "ctrl+v"}));
 }

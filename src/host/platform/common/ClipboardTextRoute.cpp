@@ -3,15 +3,30 @@
 #include <utility>
 
 namespace quillvane {
+namespace {
+// How often a paste not yet read is looked at again.
+constexpr int pollMs = 20;
+} // namespace
 
 ClipboardTextRoute::ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste)
     : m_clipboard(clipboard), m_pressPaste(std::move(pressPaste)) {
     m_settle.setSingleShot(true);
     m_settle.setInterval(settleMs);
-    QObject::connect(&m_settle, &QTimer::timeout, &m_settle, [this] { drain(); });
+    QObject::connect(&m_settle, &QTimer::timeout, &m_settle, [this] {
+        if (awaitingDelivery())
+            m_settle.start(pollMs);
+        else
+            drain();
+    });
     m_restore.setSingleShot(true);
     m_restore.setInterval(restoreMs);
-    QObject::connect(&m_restore, &QTimer::timeout, &m_restore, [this] { m_clipboard.restore(); });
+    QObject::connect(&m_restore, &QTimer::timeout, &m_restore, [this] {
+        // Not while a paste waits to be read or the next one to start.
+        if (awaitingDelivery() || m_settle.isActive())
+            m_restore.start(pollMs);
+        else
+            m_clipboard.restore();
+    });
 }
 
 ClipboardTextRoute::~ClipboardTextRoute() {
@@ -20,6 +35,11 @@ ClipboardTextRoute::~ClipboardTextRoute() {
             pending.event();
     if (m_restore.isActive() || m_settle.isActive())
         m_clipboard.restore();
+}
+
+bool ClipboardTextRoute::awaitingDelivery() const {
+    return !m_clipboard.delivered() && m_sincePaste.isValid() &&
+           m_sincePaste.elapsed() < deliveryLimitMs;
 }
 
 void ClipboardTextRoute::paste(std::string_view character) {
@@ -54,7 +74,7 @@ void ClipboardTextRoute::drain() {
         m_pending.pop_front();
         postNow(pending);
         if (!pending.event) {
-            m_settle.start();
+            m_settle.start(settleMs);
             return;
         }
     }
@@ -66,9 +86,10 @@ void ClipboardTextRoute::postNow(const Pending& pending) {
         return;
     }
     m_restore.stop();
+    m_sincePaste.start();
     if (m_clipboard.offer(pending.text))
         m_pressPaste();
-    m_restore.start();
+    m_restore.start(restoreMs);
 }
 
 } // namespace quillvane

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include <QElapsedTimer>
 #include <QTimer>
 
 #include "PasteClipboard.h"
@@ -15,7 +16,9 @@ namespace quillvane {
 // text, Ctrl+V pressed, and the user's own clipboard put back once the program had time to read
 // it. A program inserts pasted text only when its read of the clipboard completes, so every event
 // given after a paste waits `settleMs` behind it; otherwise a key typed next would land before
-// the pasted characters. Consecutive characters are gathered into one paste.
+// the pasted characters; where the clipboard can tell, they wait until the paste was read. The
+// user's clipboard comes back `restoreMs` after the last paste, and never before it was read.
+// Consecutive characters are gathered into one paste.
 //
 // A backend that uses this route gives it all of its events, in order, so that none overtakes a
 // paste. Runs on the thread's event loop (the clipboard is served from it while we wait).
@@ -25,6 +28,9 @@ public:
 
     static constexpr int settleMs = 150;
     static constexpr int restoreMs = 500;
+    // Where the clipboard can tell that the paste was read, the next paste and the restore wait
+    // for that read, up to this long after the paste.
+    static constexpr int deliveryLimitMs = 2000;
 
     // `pressPaste` posts Ctrl+V (both keys pressed and released) and flushes.
     ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste);
@@ -49,6 +55,7 @@ private:
         std::string text; // to paste, or
         Event event;      // any other event
     };
+    bool awaitingDelivery() const;
     void drain();
     void postNow(const Pending& pending);
 
@@ -57,6 +64,7 @@ private:
     std::deque<Pending> m_pending;
     QTimer m_settle;
     QTimer m_restore;
+    QElapsedTimer m_sincePaste;
 };
 
 } // namespace quillvane

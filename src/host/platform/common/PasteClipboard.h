@@ -15,6 +15,9 @@ public:
     virtual bool offer(const std::string& text) = 0;
     // Gives the user's own content back; nothing to do when none was taken.
     virtual void restore() = 0;
+    // Whether a program has read the content of the last offer. A clipboard that cannot tell
+    // says true, and the route relies on its pauses alone.
+    virtual bool delivered() const { return true; }
 };
 
 } // namespace quillvane

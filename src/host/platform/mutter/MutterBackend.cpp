@@ -192,6 +192,7 @@ private:
     // Input notifications are sent without waiting for a reply; they arrive in order.
     void notify(const QString& method, const QVariantList& arguments);
     void post(std::function<void()> event);
+    void typePendingText();
 
     void moveTo(TrackpadVector target);
     void button(int code, bool down);
@@ -212,6 +213,11 @@ private:
     std::set<int> m_buttons;
     std::set<std::uint32_t> m_keys;
     bool m_scrolling = false;
+    // Text given since the last flush, with its keysyms, and whether a character of it is not
+    // in the layout.
+    std::string m_text;
+    std::vector<xkb_keysym_t> m_keysyms;
+    bool m_textNeedsPaste = false;
 };
 
 MutterBackend::MutterBackend()
@@ -346,6 +352,9 @@ void MutterBackend::notify(const QString& method, const QVariantList& arguments)
 }
 
 void MutterBackend::post(std::function<void()> event) {
+    // Text given before this event goes first.
+    if (!m_text.empty())
+        typePendingText();
     if (m_route)
         m_route->post(std::move(event));
     else
@@ -453,29 +462,39 @@ void MutterBackend::key(std::uint16_t macKeyCode, bool down) {
 }
 
 // Mutter turns a keysym into the key and level of its layout that type it, and drops keysyms its
-// layout lacks; those characters are pasted.
+// layout lacks; those characters must be pasted. A text is typed as keysyms when its layout has
+// every character, and pasted whole otherwise: Mutter itself reads each new selection, so the
+// route cannot tell when the program pasting has read it, and a second paste right behind the
+// first could be read in its place.
 void MutterBackend::text(std::string_view character) {
     if (!canPost() || !isValidUtf8(character))
         return;
-    bool typeable = true;
-    std::vector<xkb_keysym_t> keysyms;
+    m_text += character;
     for (std::size_t offset = 0; offset < character.size();) {
         const char32_t codePoint = nextCodePoint(character, offset);
-        if (codePoint == U'\n' && !keysyms.empty() && keysyms.back() == XKB_KEY_Return)
+        if (codePoint == U'\n' && !m_keysyms.empty() && m_keysyms.back() == XKB_KEY_Return)
             continue; // CR LF is one line break
         const xkb_keysym_t keysym = keysymFor(codePoint);
         const bool hasKey = keysym == XKB_KEY_Return || keysym == XKB_KEY_Tab ||
                             keysym == XKB_KEY_BackSpace || keysym == XKB_KEY_Escape ||
                             keysym == XKB_KEY_Delete ||
                             (m_layout && m_layout->strokeFor(codePoint).has_value());
-        typeable = typeable && keysym != XKB_KEY_NoSymbol && hasKey;
-        keysyms.push_back(keysym);
+        m_textNeedsPaste = m_textNeedsPaste || (keysym != XKB_KEY_NoSymbol && !hasKey);
+        m_keysyms.push_back(keysym);
     }
-    if (!typeable && m_route) {
-        m_route->paste(character);
+}
+
+void MutterBackend::typePendingText() {
+    if (m_text.empty())
+        return;
+    const std::string text = std::exchange(m_text, {});
+    std::vector<xkb_keysym_t> keysyms = std::exchange(m_keysyms, {});
+    const bool needsPaste = std::exchange(m_textNeedsPaste, false);
+    if (needsPaste && m_route) {
+        m_route->paste(text);
         return;
     }
-    post([this, keysyms] {
+    post([this, keysyms = std::move(keysyms)] {
         for (const xkb_keysym_t keysym : keysyms) {
             if (keysym == XKB_KEY_NoSymbol)
                 continue;
@@ -486,11 +505,15 @@ void MutterBackend::text(std::string_view character) {
 }
 
 void MutterBackend::flush() {
+    typePendingText();
     if (m_route)
         m_route->flush();
 }
 
 void MutterBackend::discardPendingText() {
+    m_text.clear();
+    m_keysyms.clear();
+    m_textNeedsPaste = false;
     if (m_route)
         m_route->discardPendingText();
 }

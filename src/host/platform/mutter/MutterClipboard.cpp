@@ -63,6 +63,7 @@ void MutterClipboard::transfer(const QString& mimeType, uint serial) {
                 done += n;
             }
             written = done == data.size();
+            m_delivered = m_delivered || written;
         }
     }
     call(QStringLiteral("SelectionWriteDone"), {serial, written});
@@ -116,6 +117,7 @@ bool MutterClipboard::offer(const std::string& text) {
     for (const QString& type : textTypes)
         content[type] = QByteArray::fromStdString(text);
     setSelection(std::move(content));
+    m_delivered = false;
     return true;
 }
 

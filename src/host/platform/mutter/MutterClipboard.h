@@ -35,6 +35,8 @@ public:
 
     bool offer(const std::string& text) override;
     void restore() override;
+    // Mutter passes each read on to us, so we know when the paste was read.
+    bool delivered() const override { return m_delivered; }
 
 private Q_SLOTS:
     void ownerChanged(const QVariantMap& options);
@@ -54,6 +56,7 @@ private:
     QStringList m_userTypes;
     bool m_selectionIsOurs = false;
     Content m_served;
+    bool m_delivered = true;
     // The user's content, taken at the first offer and given back by restore(); and what the last
     // restore() gave back.
     std::optional<Content> m_kept;
