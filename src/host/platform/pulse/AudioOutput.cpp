@@ -140,12 +140,13 @@ void AudioOutput::streamStateChanged() {
 
 void AudioOutput::streamBroken() {
     // The server killed the stream. Whether the sink went with it decides the text; the snapshot
-    // may not know yet, so the server is asked once everything before has been answered.
+    // may not know yet, so the server is asked.
     closeStream();
-    m_server.sync([this, device = m_device] {
+    const std::string uid = m_device ? m_device->uid : std::string();
+    m_server.findSink(uid, [this, device = m_device](bool present) {
         if (!m_device || m_device != device)
             return;
-        if (!m_server.snapshot().sink(m_device->uid) || !m_server.isReady()) {
+        if (!present) {
             fail(kDisconnected);
             return;
         }

@@ -34,6 +34,7 @@ const Item* findByName(const Items& items, const std::string& name) {
 struct Call {
     PulseServer* server;
     std::function<void(std::uint32_t)> done;
+    bool seen = false; // a lookup found what it asked for
 };
 std::list<Call>& calls() {
     static std::list<Call> pending;
@@ -41,7 +42,7 @@ std::list<Call>& calls() {
 }
 
 Call* addCall(PulseServer* server, std::function<void(std::uint32_t)> done) {
-    calls().push_back({server, std::move(done)});
+    calls().push_back({server, std::move(done), false});
     return &calls().back();
 }
 
@@ -141,6 +142,7 @@ void PulseServer::dropContext() {
     const bool wasReady = m_ready;
     m_ready = false;
     m_hasSnapshot = false;
+    m_snapshot = PulseSnapshot{};
     m_outstanding = 0;
     m_dirty = false;
     ++m_epoch;
@@ -181,6 +183,7 @@ void PulseServer::stateChanged() {
         const bool wasReady = m_ready;
         m_ready = false;
         m_hasSnapshot = false;
+        m_snapshot = PulseSnapshot{};
         // The context is dropped from the event loop, outside libpulse's callback; a server that
         // is not there yet is tried again a little later rather than in a tight loop.
         m_retry.start(wasReady ? std::chrono::milliseconds(0) : kRetryInterval);
@@ -306,6 +309,25 @@ void PulseServer::unloadModule(std::uint32_t index, std::function<void()> done) 
 void PulseServer::setDefaultSink(const std::string& name) {
     if (m_ready)
         release(pa_context_set_default_sink(m_context, name.c_str(), nullptr, nullptr));
+}
+
+void PulseServer::findSink(const std::string& name, std::function<void(bool)> done) {
+    if (!m_ready) {
+        done(false);
+        return;
+    }
+    release(pa_context_get_sink_info_by_name(
+        m_context, name.c_str(),
+        [](pa_context*, const pa_sink_info* info, int eol, void* data) {
+            auto* call = static_cast<Call*>(data);
+            if (info)
+                call->seen = true;
+            if (eol)
+                finishCall(call, call->seen ? 1 : 0);
+        },
+        addCall(this, [done = std::move(done)](std::uint32_t found) {
+            done(found == 1);
+        })));
 }
 
 void PulseServer::sync(std::function<void()> done) {

@@ -84,8 +84,13 @@ public:
                     std::function<void(std::uint32_t)> done);
     void unloadModule(std::uint32_t index, std::function<void()> done);
     void setDefaultSink(const std::string& name);
+    // Asks the server whether it has this sink now (the snapshot may be a change behind).
+    void findSink(const std::string& name, std::function<void(bool)> done);
     // Runs `done` once the server has answered everything asked before it.
     void sync(std::function<void()> done);
+    // Reads the snapshot again without waiting for the server to announce a change (it does
+    // not announce every link it makes).
+    void reread() { refresh(); }
 
 Q_SIGNALS:
     // The snapshot was read again.

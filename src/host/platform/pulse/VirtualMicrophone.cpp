@@ -28,6 +28,9 @@ const QString kFileMarker = QStringLiteral("# Quillvane Microphone");
 constexpr int kRepairSpacingMs = 1000;
 // How long an install waits for the server to show what it loaded.
 constexpr int kSettleMs = 2000;
+constexpr int kSettlePollMs = 50;
+// How often a running host looks whether the server has linked the remap it loaded.
+constexpr int kLinkPollMs = 250;
 
 std::string properties() {
     return std::string("'device.description=\"") + kDescription +
@@ -170,8 +173,9 @@ MicrophoneState VirtualMicrophone::inspectDevice(const std::vector<OutputDevice>
     const auto reader = std::find_if(
         snapshot.sourceOutputs.begin(), snapshot.sourceOutputs.end(),
         [&](const PulseSnapshot::SourceOutput& output) { return output.ownerModule == source->ownerModule; });
-    if (reader == snapshot.sourceOutputs.end())
-        return invalid("无法读取音频流");
+    // A remap whose capture stream the session manager has not linked yet is still loading.
+    if (reader == snapshot.sourceOutputs.end() || reader->source == PA_INVALID_INDEX)
+        return {MicrophoneState::Kind::awaitingLoad, {}};
     if (reader->source != sink->monitorSource)
         return invalid(kNoLoop);
     if (!expectedFormat(sink->spec) || !expectedFormat(source->spec))
@@ -233,9 +237,9 @@ void VirtualMicrophone::settle(std::function<void(MicrophoneState)> done, int wa
         done(std::move(state));
         return;
     }
-    constexpr int step = 50;
-    QTimer::singleShot(step, this, [this, done = std::move(done), waitedMs]() mutable {
-        settle(std::move(done), waitedMs + step);
+    m_server.reread();
+    QTimer::singleShot(kSettlePollMs, this, [this, done = std::move(done), waitedMs]() mutable {
+        settle(std::move(done), waitedMs + kSettlePollMs);
     });
 }
 
@@ -246,7 +250,7 @@ void VirtualMicrophone::repair(std::function<void()> done) {
     }
     const PulseSnapshot& snapshot = m_server.snapshot();
     const MicrophoneState device = inspectDevice(snapshot.outputDevices());
-    if (device.kind == MicrophoneState::Kind::ready) {
+    if (device.kind == MicrophoneState::Kind::ready || settling(device)) {
         done();
         return;
     }
@@ -314,8 +318,13 @@ void VirtualMicrophone::serverChanged() {
     keepDefaultOutput();
     if (m_repairing || inspectDefinition(m_server.snapshot().pipewire).kind != MicrophoneState::Kind::ready)
         return;
-    if (inspectDevice(m_server.snapshot().outputDevices()).kind == MicrophoneState::Kind::ready)
+    const MicrophoneState device = inspectDevice(m_server.snapshot().outputDevices());
+    if (device.kind == MicrophoneState::Kind::ready)
         return;
+    if (settling(device)) {
+        QTimer::singleShot(kLinkPollMs, &m_server, &PulseServer::reread);
+        return;
+    }
     // Installed, but the server lost it (restart, unload, a re-linked remap): load it again.
     if (m_sinceRepair.isValid() && m_sinceRepair.elapsed() < kRepairSpacingMs) {
         QTimer::singleShot(kRepairSpacingMs, this, &VirtualMicrophone::serverChanged);
@@ -323,6 +332,13 @@ void VirtualMicrophone::serverChanged() {
     }
     m_sinceRepair.start();
     repair([] {});
+}
+
+// Both modules are there as this program loads them and only the server's linking is missing;
+// the next change will show it done.
+bool VirtualMicrophone::settling(const MicrophoneState& device) const {
+    const auto* sink = m_server.snapshot().sink(sinkName);
+    return device.kind == MicrophoneState::Kind::awaitingLoad && sink && sink->version == version;
 }
 
 void VirtualMicrophone::keepDefaultOutput() {

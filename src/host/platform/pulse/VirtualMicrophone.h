@@ -59,6 +59,7 @@ private:
     void settle(std::function<void(MicrophoneState)> done, int waitedMs);
     void serverChanged();
     void keepDefaultOutput();
+    bool settling(const MicrophoneState& device) const;
 
     PulseServer& m_server;
     QString m_configHome;

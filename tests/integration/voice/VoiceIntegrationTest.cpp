@@ -1,0 +1,435 @@
+// The voice on real sound servers, each test on a fresh one of its own (PulseAudio, and PipeWire
+// with WirePlumber and pipewire-pulse): installing "Quillvane Microphone", the phone's speech
+// recorded back from it by parec, the shortcut as the X server sees it, and what happens when the
+// server takes the device away.
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <numbers>
+
+#include "integration/IntegrationTest.h"
+#include "integration/support/X11TestClient.h"
+
+#include "HostModel.h"
+#include "HostTestSupport.h"
+#include "InputController.h"
+#include "Random.h"
+#include "Uptime.h"
+#include "keychain/KeychainStore.h"
+#include "platform/pulse/AudioOutput.h"
+#include "platform/pulse/PulseServer.h"
+#include "platform/pulse/VirtualMicrophone.h"
+#include "platform/x11/X11Backend.h"
+#include "protocol/PadError.h"
+
+namespace quillvane {
+namespace {
+
+using testing_support::runTool;
+using testing_support::waitUntil;
+using Kind = WireMessage::Kind;
+
+constexpr int kGenerousMs = 20'000;
+constexpr std::size_t kRate = 24'000;
+const char* const kDisconnected = "虚拟音频输出设备已断开或切换，请检查 Mac 音频设置";
+
+// A rising sine sweep: every lag but the right one correlates poorly with it.
+std::vector<float> chirp(std::size_t samples) {
+    std::vector<float> out(samples);
+    const double seconds = static_cast<double>(samples) / kRate;
+    for (std::size_t i = 0; i < samples; ++i) {
+        const double t = static_cast<double>(i) / kRate;
+        out[i] = static_cast<float>(
+            0.5 * std::sin(2 * std::numbers::pi * (300 * t + 2700 * t * t / (2 * seconds))));
+    }
+    return out;
+}
+
+Bytes bytesOf(const std::vector<float>& samples, std::size_t from, std::size_t count) {
+    Bytes bytes(count * 4);
+    std::memcpy(bytes.data(), samples.data() + from, bytes.size());
+    return bytes;
+}
+
+// The best normalised cross-correlation of `reference` within `recording`, over the lags that
+// start up to `spread` samples before the first sound heard.
+double bestCorrelation(const std::vector<float>& recording, const std::vector<float>& reference,
+                       std::ptrdiff_t first, std::ptrdiff_t spread) {
+    double best = 0;
+    double referenceEnergy = 0;
+    for (float x : reference)
+        referenceEnergy += double(x) * x;
+    for (std::ptrdiff_t lag = first - spread; lag <= first + 50; ++lag) {
+        double product = 0, energy = 0;
+        for (std::size_t i = 0; i < reference.size(); ++i) {
+            const std::ptrdiff_t at = lag + static_cast<std::ptrdiff_t>(i);
+            const double x = at >= 0 && at < std::ssize(recording) ? recording[at] : 0.0;
+            product += x * reference[i];
+            energy += x * x;
+        }
+        if (energy > 0)
+            best = std::max(best, product / std::sqrt(energy * referenceEnergy));
+    }
+    return best;
+}
+
+// One of the starters in scripts/test-env.d, on a folder of its own.
+class SoundServer {
+public:
+    SoundServer(QString kind, QString dir) : m_kind(std::move(kind)), m_dir(std::move(dir)) {}
+    ~SoundServer() { stop(); }
+
+    QString address() const { return QStringLiteral("unix:") + m_dir + QStringLiteral("/pulse/native"); }
+
+    bool start() {
+        m_process = std::make_unique<QProcess>();
+        m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process->start(QStringLiteral(QUILLVANE_TEST_SERVICES "/") + m_kind, {m_dir});
+        return m_process->waitForStarted() && waitUntil([&] {
+                   return runTool(QStringLiteral("pactl"), {QStringLiteral("info")}).exitCode == 0;
+               }, kGenerousMs);
+    }
+
+    void stop() {
+        if (!m_process)
+            return;
+        m_process->terminate();
+        if (!m_process->waitForFinished(10'000))
+            m_process->kill();
+        m_process.reset();
+    }
+
+private:
+    QString m_kind;
+    QString m_dir;
+    std::unique_ptr<QProcess> m_process;
+};
+
+class Voice : public testing_support::IntegrationTest, public testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {
+        IntegrationTest::SetUp();
+        ASSERT_TRUE(m_dir.isValid());
+        m_server = std::make_unique<SoundServer>(QString::fromLatin1(GetParam()),
+                                                 m_dir.filePath(QStringLiteral("run")));
+        // Every client below, in this process and the programs it starts, talks to that server,
+        // and the user's configuration is a fresh one.
+        qputenv("PULSE_SERVER", m_server->address().toUtf8());
+        qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
+        ASSERT_TRUE(m_server->start()) << "the " << GetParam() << " server did not come up";
+    }
+
+    void TearDown() override {
+        m_phone.reset();
+        m_host.reset();
+        stopRecorder();
+        EXPECT_TRUE(m_client.nothingHeld()) << "a key is still held";
+    }
+
+    bool pipewire() const { return std::strcmp(GetParam(), "pipewire") == 0; }
+
+    testing_support::ToolResult quillvane(const QString& option) {
+        return runTool(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {option});
+    }
+    QString pactl(const QStringList& arguments) {
+        return runTool(QStringLiteral("pactl"), arguments).output;
+    }
+    // The index of our module of this kind (the server's own null sink is not ours).
+    QString moduleIndex(const QString& name) {
+        const QString modules = pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")});
+        for (const auto& line : modules.split(QLatin1Char('\n')))
+            if (line.section(QLatin1Char('\t'), 1, 1) == name && line.contains(QStringLiteral("QuillvaneMicrophone")))
+                return line.section(QLatin1Char('\t'), 0, 0);
+        return {};
+    }
+
+    // The host as the program builds it, on this server and the test X server.
+    void startHost() {
+        m_settings = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("quillvane.ini")),
+                                                 QSettings::IniFormat);
+        m_keychain = std::make_unique<KeychainStore>(
+            KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString()));
+        m_pulse = std::make_unique<PulseServer>();
+        m_audio = std::make_unique<AudioOutput>(*m_pulse);
+        m_microphone = std::make_unique<VirtualMicrophone>(*m_pulse, m_dir.filePath(QStringLiteral("config")));
+        m_microphone->keepLoaded(true);
+        m_host = std::make_unique<HostModel>(HostModel::Services{
+            .keychain = m_keychain.get(),
+            .input = &m_input,
+            .audio = m_audio.get(),
+            .microphone = m_microphone.get(),
+            .settings = m_settings.get(),
+            .uptime = uptimeSeconds,
+            .doubleClickInterval = [] { return 0.5; },
+            .computerName = [] { return std::string("Voice Test Host"); }});
+        m_host->setPrepDelay(0.05);
+        m_host->start();
+        ASSERT_TRUE(m_host->isStarted());
+        ASSERT_TRUE(waitUntil([&] { return m_pulse->hasSnapshot(); }, kGenerousMs));
+        m_host->installMicrophone();
+        ASSERT_TRUE(microphoneReady()) << m_host->microphoneState().message();
+        m_phone = std::make_unique<test::TestController>(*m_host);
+        ASSERT_TRUE(m_phone->bind());
+        // The phone's heartbeat keeps the session past the host's four seconds.
+        m_heartbeat.setInterval(1000);
+        QObject::connect(&m_heartbeat, &QTimer::timeout, &m_heartbeat, [this] {
+            if (m_phone)
+                m_phone->control().send(WireMessage(Kind::heartbeat));
+        });
+        m_heartbeat.start();
+    }
+
+    bool microphoneReady() {
+        return waitUntil([&] {
+            m_host->refreshAudio();
+            return m_host->microphoneState().kind == MicrophoneState::Kind::ready;
+        }, kGenerousMs);
+    }
+
+    Uuid begin(std::size_t readies) {
+        const Uuid session = randomUuid();
+        WireMessage voiceBegin(Kind::voiceBegin);
+        voiceBegin.session = session;
+        m_phone->control().send(voiceBegin);
+        EXPECT_TRUE(m_phone->await(m_phone->control(), Kind::voiceReady, readies));
+        return session;
+    }
+
+    void send(const Uuid& session, std::int64_t sequence, Bytes pcm) {
+        WireMessage packet(Kind::audio);
+        packet.session = session;
+        packet.sequence = sequence;
+        packet.pcm = std::move(pcm);
+        m_phone->audio().send(packet);
+    }
+
+    // parec on the microphone with a short latency (without it pipewire-pulse hands out two
+    // seconds at a time). Whether the X server holds a key is noted as the first and the last
+    // sound arrive, which is after they were played.
+    void startRecorder() {
+        m_recorder = std::make_unique<QProcess>();
+        QObject::connect(m_recorder.get(), &QProcess::readyReadStandardOutput, m_recorder.get(), [this] {
+            m_pending += m_recorder->readAllStandardOutput();
+            const auto whole = m_pending.size() / 4 * 4;
+            bool sound = false;
+            for (qsizetype i = 0; i < whole; i += 4) {
+                float sample;
+                std::memcpy(&sample, m_pending.constData() + i, 4);
+                m_recorded.push_back(sample);
+                if (std::abs(sample) > 0.01f && !sound) {
+                    sound = true;
+                    if (m_firstSound < 0)
+                        m_firstSound = std::ssize(m_recorded) - 1;
+                }
+            }
+            if (sound) {
+                // One look at the server per batch: a round trip per sample would fall behind.
+                const bool held = !m_client.nothingHeld();
+                if (!m_heardAny)
+                    m_heldAtFirst = held;
+                m_heardAny = true;
+                m_heldAtLast = held;
+            }
+            m_pending.remove(0, whole);
+        });
+        m_recorder->start(QStringLiteral("parec"),
+                          {QStringLiteral("--device=QuillvaneMicrophone"), QStringLiteral("--latency-msec=10"),
+                           QStringLiteral("--format=float32le"), QStringLiteral("--rate=24000"),
+                           QStringLiteral("--channels=1"), QStringLiteral("--raw")});
+        ASSERT_TRUE(m_recorder->waitForStarted());
+        ASSERT_TRUE(waitUntil([&] { return !m_recorded.empty(); }, kGenerousMs)) << "parec records nothing";
+    }
+
+    void stopRecorder() {
+        if (!m_recorder)
+            return;
+        m_recorder->terminate();
+        m_recorder->waitForFinished();
+        m_recorder.reset();
+    }
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<SoundServer> m_server;
+    testing_support::X11TestClient m_client;
+    std::unique_ptr<InputBackend> m_backend = makeX11Backend();
+    InputController m_input{*m_backend, uptimeSeconds, [] { return 0.5; }};
+    std::unique_ptr<QSettings> m_settings;
+    std::unique_ptr<KeychainStore> m_keychain;
+    std::unique_ptr<PulseServer> m_pulse;
+    std::unique_ptr<AudioOutput> m_audio;
+    std::unique_ptr<VirtualMicrophone> m_microphone;
+    std::unique_ptr<HostModel> m_host;
+    std::unique_ptr<test::TestController> m_phone;
+    QTimer m_heartbeat;
+
+    std::unique_ptr<QProcess> m_recorder;
+    QByteArray m_pending;
+    std::vector<float> m_recorded;
+    std::ptrdiff_t m_firstSound = -1;
+    bool m_heardAny = false;
+    bool m_heldAtFirst = false;
+    bool m_heldAtLast = false;
+};
+
+TEST_P(Voice, installsOnACleanUserAndRepairsWhatIsWrong) {
+    auto status = quillvane(QStringLiteral("--microphone-status"));
+    EXPECT_EQ(status.exitCode, 1);
+    EXPECT_EQ(status.output.trimmed(), QStringLiteral("Quillvane Microphone 尚未安装"));
+
+    auto install = quillvane(QStringLiteral("--install-microphone"));
+    ASSERT_EQ(install.exitCode, 0) << install.output.toStdString() << install.errors.toStdString();
+    EXPECT_EQ(install.output.trimmed(), QStringLiteral("Quillvane Microphone 已就绪"));
+    const QString modules = pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")});
+    const auto again = quillvane(QStringLiteral("--install-microphone"));
+    EXPECT_EQ(again.exitCode, 0) << again.output.toStdString() << again.errors.toStdString();
+    EXPECT_EQ(pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")}), modules)
+        << "a second install changed the server";
+
+    // Recording programs list a microphone, not a monitor; our sink is not the default output.
+    const QString sources = pactl({QStringLiteral("list"), QStringLiteral("sources")});
+    const QString ours = sources.mid(sources.indexOf(QStringLiteral("Name: QuillvaneMicrophone\n")));
+    EXPECT_TRUE(ours.section(QStringLiteral("Source #"), 0, 0).contains(QStringLiteral("Monitor of Sink: n/a")))
+        << ours.toStdString();
+    EXPECT_EQ(pactl({QStringLiteral("get-default-sink")}).trimmed(), QStringLiteral("test_speakers"));
+
+    // An older definition on disk.
+    const QString path = m_dir.filePath(pipewire() ? QStringLiteral("config/pipewire/pipewire-pulse.conf.d/50-quillvane.conf")
+                                                   : QStringLiteral("config/pulse/default.pa"));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray text = file.readAll();
+    ASSERT_TRUE(text.contains("quillvane.version = 0.1.0"));
+    text.replace("quillvane.version = 0.1.0", "quillvane.version = 0.0.9");
+    file.resize(0);
+    file.write(text);
+    file.close();
+    status = quillvane(QStringLiteral("--microphone-status"));
+    EXPECT_EQ(status.output.trimmed(), QStringLiteral("Quillvane Microphone 不可用：驱动版本不匹配，请更新安装"));
+    EXPECT_EQ(quillvane(QStringLiteral("--install-microphone")).exitCode, 0);
+
+    // A remap that reads the loudspeakers instead of our sink.
+    const QString remap = moduleIndex(QStringLiteral("module-remap-source"));
+    ASSERT_FALSE(remap.isEmpty());
+    pactl({QStringLiteral("unload-module"), remap});
+    const QString elsewhere = QString::fromStdString(VirtualMicrophone::sourceArguments())
+                                  .replace(QStringLiteral("master=QuillvaneMicrophone_UID.monitor"),
+                                           QStringLiteral("master=test_speakers.monitor"));
+    pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"), elsewhere});
+    status = quillvane(QStringLiteral("--microphone-status"));
+    EXPECT_EQ(status.output.trimmed(), QStringLiteral("Quillvane Microphone 不可用：缺少双向音频流"));
+    install = quillvane(QStringLiteral("--install-microphone"));
+    EXPECT_EQ(install.exitCode, 0) << install.output.toStdString();
+}
+
+TEST_P(Voice, packetsAreCheckedWholeBeforeTheyPlay) {
+    PulseServer server;
+    VirtualMicrophone microphone(server, m_dir.filePath(QStringLiteral("config")));
+    ASSERT_TRUE(waitUntil([&] { return server.hasSnapshot(); }, kGenerousMs));
+    std::optional<MicrophoneState> installed;
+    microphone.install([&](MicrophoneState state) { installed = state; });
+    ASSERT_TRUE(waitUntil([&] { return installed.has_value(); }, kGenerousMs));
+    ASSERT_EQ(installed->kind, MicrophoneState::Kind::ready) << installed->message();
+
+    AudioOutput output(server);
+    const auto devices = output.devices();
+    const auto device = std::find_if(devices.begin(), devices.end(),
+                                     [](const OutputDevice& d) { return d.uid == VirtualMicrophone::sinkName; });
+    ASSERT_NE(device, devices.end());
+    output.start(*device);
+    const auto refusal = [&](Bytes pcm) {
+        try {
+            output.enqueue(std::move(pcm), [] {});
+        } catch (const PadError& error) {
+            return std::string(error.what());
+        }
+        return std::string("accepted");
+    };
+    int played = 0;
+    output.enqueue(Bytes(19'200, 0), [&] { ++played; });
+    for (const std::size_t size : {19'204, 6, 0})
+        EXPECT_EQ(refusal(Bytes(size, 0)), "音频数据或输出状态无效") << size << " bytes";
+    std::vector<float> samples(100, 0.25f);
+    samples[50] = std::nanf("");
+    EXPECT_EQ(refusal(bytesOf(samples, 0, samples.size())), "音频包含无效采样");
+    EXPECT_TRUE(waitUntil([&] { return played == 1; }, kGenerousMs)) << "the accepted packet never played";
+    output.stop();
+}
+
+TEST_P(Voice, speechReachesTheMicrophoneWhileTheShortcutIsHeld) {
+    startHost();
+    startRecorder();
+    const std::vector<float> speech = chirp(kRate * 6 / 5);
+    const Uuid session = begin(0);
+    std::int64_t sequence = 0;
+    for (std::size_t at = 0; at < speech.size(); at += 4'800)
+        send(session, sequence++, bytesOf(speech, at, std::min<std::size_t>(4'800, speech.size() - at)));
+    // A level of 1.0, then 1.5, which must play as 1.0.
+    send(session, sequence++, bytesOf(std::vector<float>(2'400, 1.0f), 0, 2'400));
+    send(session, sequence++, bytesOf(std::vector<float>(2'400, 1.5f), 0, 2'400));
+    WireMessage end(Kind::voiceEnd);
+    end.session = session;
+    end.sequence = sequence - 1;
+    m_phone->audio().send(end);
+    ASSERT_TRUE(m_phone->await(m_phone->control(), Kind::voiceDone)) << "no voiceDone";
+    EXPECT_TRUE(waitUntil([&] { return m_client.nothingHeld(); }, kGenerousMs));
+    // What was played has reached the recorder by now; a little silence after it too.
+    const auto heard = m_recorded.size();
+    ASSERT_TRUE(waitUntil([&] { return m_recorded.size() > heard + kRate / 5; }, kGenerousMs));
+    stopRecorder();
+
+    ASSERT_GE(m_firstSound, 0) << "the microphone heard nothing";
+    EXPECT_TRUE(m_heldAtFirst) << "the shortcut was not held when the speech began";
+    EXPECT_TRUE(m_heldAtLast) << "the shortcut was released before the speech ended";
+    EXPECT_GE(bestCorrelation(m_recorded, speech, m_firstSound, kRate / 10), 0.95);
+
+    // The two levels: the end of the recording's sound, 0.2 s of it, the same height throughout.
+    std::ptrdiff_t last = std::ssize(m_recorded) - 1;
+    while (last > 0 && std::abs(m_recorded[last]) < 0.01f)
+        --last;
+    const float clamped = m_recorded[last - 600];
+    const float reference = m_recorded[last - 3'000];
+    EXPECT_GT(reference, 0.5f);
+    EXPECT_NEAR(clamped / reference, 1.0f, 0.05f) << "1.5 did not play as 1.0";
+}
+
+TEST_P(Voice, aLostDeviceFailsTheUtteranceReleasesTheShortcutAndComesBack) {
+    startHost();
+    Uuid session = begin(0);
+    send(session, 0, Bytes(4'800 * 4, 0));
+    pactl({QStringLiteral("unload-module"), moduleIndex(QStringLiteral("module-null-sink"))});
+    auto failure = m_phone->await(m_phone->control(), Kind::failure);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->text, kDisconnected);
+    EXPECT_EQ(failure->session, session);
+    EXPECT_TRUE(waitUntil([&] { return m_client.nothingHeld(); }, kGenerousMs));
+    EXPECT_TRUE(microphoneReady()) << "the device did not come back after an unload";
+
+    bool lost = false;
+    QObject::connect(m_pulse.get(), &PulseServer::lost, m_pulse.get(), [&] { lost = true; });
+    m_server->stop();
+    ASSERT_TRUE(m_server->start());
+    ASSERT_TRUE(waitUntil([&] { return lost; }, kGenerousMs));
+    EXPECT_TRUE(microphoneReady()) << "the device did not come back after a server restart";
+
+    // Cancel, and a controller that goes away, each let go of the shortcut.
+    begin(1);
+    m_phone->control().send(WireMessage(Kind::cancel));
+    EXPECT_TRUE(waitUntil([&] { return m_client.nothingHeld() && !m_host->speaking(); }, kGenerousMs));
+    begin(2);
+    EXPECT_FALSE(m_client.nothingHeld());
+    m_phone.reset();
+    EXPECT_TRUE(waitUntil([&] { return m_client.nothingHeld() && !m_host->speaking(); }, kGenerousMs));
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, Voice, testing::Values("pulseaudio", "pipewire"),
+                         [](const auto& info) { return std::string(info.param); });
+
+} // namespace
+} // namespace quillvane
