@@ -48,6 +48,7 @@ WevRecorder::WevRecorder(const std::string& waylandSocket) : m_process(std::make
 }
 
 WevRecorder::~WevRecorder() {
+    m_process->disconnect();
     m_process->kill();
     m_process->waitForFinished();
 }
@@ -66,8 +67,9 @@ void WevRecorder::readOutput() {
         std::smatch match;
         if (std::regex_match(line, match, head))
             m_all.push_back({std::stoll(match[1]), match[2], match[3], match[4]});
-        else if (!m_all.empty() && line.starts_with(" "))
-            m_all.back().fields += " " + line.substr(line.find_first_not_of(' '));
+        else if (const auto text = line.find_first_not_of(' ');
+                 !m_all.empty() && text != 0 && text != std::string::npos)
+            m_all.back().fields += " " + line.substr(text);
     }
 }
 

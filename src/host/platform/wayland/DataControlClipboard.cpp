@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <utility>
 
 #include <fcntl.h>
@@ -58,9 +59,9 @@ private:
 // A data source serving one content until the selection moves on.
 class DataControlClipboard::Source {
 public:
-    Source(zwlr_data_control_manager_v1* manager, Content content)
+    Source(zwlr_data_control_manager_v1* manager, Content content, std::function<void()> onSend)
         : m_source(zwlr_data_control_manager_v1_create_data_source(manager)),
-          m_content(std::move(content)) {
+          m_content(std::move(content)), m_onSend(std::move(onSend)) {
         static const zwlr_data_control_source_v1_listener listener{
             [](void* data, zwlr_data_control_source_v1*, const char* type, std::int32_t fd) {
                 auto& source = *static_cast<Source*>(data);
@@ -70,6 +71,8 @@ public:
                     return;
                 }
                 new Transfer(fd, found->second);
+                if (source.m_onSend)
+                    source.m_onSend();
             },
             [](void*, zwlr_data_control_source_v1*) {},
         };
@@ -84,6 +87,7 @@ public:
 private:
     zwlr_data_control_source_v1* m_source;
     Content m_content;
+    std::function<void()> m_onSend;
 };
 
 struct DataControlListeners {
@@ -198,10 +202,14 @@ DataControlClipboard::Content DataControlClipboard::readSelection() {
     return content;
 }
 
-void DataControlClipboard::setSelection(Content content) {
+void DataControlClipboard::setSelection(Content content, bool isPaste) {
     std::unique_ptr<Source> source;
+    m_awaitingRead = isPaste;
     if (!content.empty())
-        source = std::make_unique<Source>(m_manager, std::move(content));
+        source = std::make_unique<Source>(m_manager, std::move(content), [this, isPaste] {
+            if (isPaste)
+                m_awaitingRead = false;
+        });
     zwlr_data_control_device_v1_set_selection(m_device, source ? source->handle() : nullptr);
     m_source = std::move(source);
     wl_display_flush(m_display);
@@ -218,7 +226,7 @@ bool DataControlClipboard::offer(const std::string& text) {
     Content content;
     for (const auto& type : textTypes)
         content.emplace(type, text);
-    setSelection(std::move(content));
+    setSelection(std::move(content), true);
     return true;
 }
 
@@ -226,7 +234,7 @@ void DataControlClipboard::restore() {
     if (!m_kept || !m_device)
         return;
     m_restored = *std::exchange(m_kept, std::nullopt);
-    setSelection(m_restored);
+    setSelection(m_restored, false);
 }
 
 } // namespace quillvane

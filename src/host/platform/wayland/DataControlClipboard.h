@@ -32,6 +32,7 @@ public:
 
     bool offer(const std::string& text) override;
     void restore() override;
+    bool delivered() const override { return !m_awaitingRead; }
 
     // Content larger than this, or types beyond the first few, are not kept: restoring the text
     // of an ordinary copy matters; a copied video does not fit the purpose.
@@ -49,7 +50,7 @@ private:
     using Content = std::map<std::string, std::string>;
     class Source;
 
-    void setSelection(Content content);
+    void setSelection(Content content, bool isPaste);
     Content readSelection();
 
     wl_display* m_display;
@@ -61,6 +62,8 @@ private:
     // The selection is ours (a paste in progress or a restored copy): not the user's to keep.
     bool m_selectionIsOurs = false;
     std::unique_ptr<Source> m_source;
+    // The text offered last has not been asked for yet.
+    bool m_awaitingRead = false;
     // The user's content, taken at the first offer and given back by restore(); and what the last
     // restore() gave back, which is still the user's while the selection stays ours.
     std::optional<Content> m_kept;
