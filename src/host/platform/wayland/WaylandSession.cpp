@@ -158,6 +158,8 @@ std::unique_ptr<WaylandSession> WaylandSession::connect(std::string& reason) {
 }
 
 WaylandSession::~WaylandSession() {
+    if (!m_display)
+        return; // the connection never came about
     m_notifier.reset();
     m_clipboard.reset();
     for (Output& output : m_outputs) {
