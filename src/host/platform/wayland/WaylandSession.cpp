@@ -177,9 +177,6 @@ WaylandSession::~WaylandSession() {
         zwlr_data_control_manager_v1_destroy(m_dataControl);
     if (m_registry)
         wl_registry_destroy(m_registry);
-    // A session whose compositor never answered has no connection to close.
-    if (!m_display)
-        return;
     wl_display_flush(m_display);
     wl_display_disconnect(m_display);
 }
