@@ -220,22 +220,13 @@ void KWinBackend::key(std::uint16_t macKeyCode, bool down) {
         });
 }
 
-// Modifiers down before the key and up after it; one already held (by a shortcut in progress)
-// is left held.
+// One frame of fake input per change; strokeChanges leaves a held modifier alone.
 void KWinBackend::type(const KeyStroke& stroke) {
     if (!canPost())
         return;
-    std::vector<std::uint16_t> pressed;
-    for (const std::uint16_t modifier : stroke.modifiers) {
-        if (m_held.contains(modifier))
-            continue;
-        press(modifier, true);
-        pressed.push_back(modifier);
-    }
-    press(stroke.key, true);
-    press(stroke.key, false);
-    for (auto modifier = pressed.rbegin(); modifier != pressed.rend(); ++modifier)
-        press(*modifier, false);
+    for (const auto& [code, down] :
+         strokeChanges(stroke, [this](std::uint16_t key) { return m_held.contains(key); }))
+        press(code, down);
 }
 
 // Ctrl with the key that types "v" in this keymap: programs match the shortcut by its character.
@@ -249,17 +240,9 @@ void KWinBackend::pressPaste() {
 // Each character as the keys of the compositor's keymap that type it; one the keymap lacks is
 // pasted, where the clipboard can be set.
 void KWinBackend::text(std::string_view character) {
-    if (!canPost())
-        return;
-    const auto& layout = m_session->layout();
-    routeText(character, layout ? &*layout : nullptr,
-              [this](const KeyStroke& stroke) { post([this, stroke] { type(stroke); }); },
-              [this](std::string_view pasted) {
-                  if (m_route)
-                      m_route->paste(pasted);
-              });
-    if (m_route)
-        m_route->flush();
+    if (canPost())
+        typeText(character, m_session->layout() ? &*m_session->layout() : nullptr, m_route.get(),
+                 [this](const KeyStroke& stroke) { type(stroke); });
 }
 
 void KWinBackend::discardPendingText() {

@@ -342,25 +342,13 @@ void UinputBackend::key(std::uint16_t macKeyCode, bool down) {
         });
 }
 
-// Modifiers down before the key and up after it, each step its own frame so that the desktop sees
-// the modifier state change before the key; one already held (by a shortcut in progress) stays.
+// Each change its own frame, so that the desktop sees the modifier state change before the key.
 void UinputBackend::type(const KeyStroke& stroke) {
     if (!canPost())
         return;
-    std::vector<std::uint16_t> pressed;
-    for (const std::uint16_t modifier : stroke.modifiers) {
-        if (m_held.contains(modifier))
-            continue;
-        press(modifier, true);
-        sync();
-        pressed.push_back(modifier);
-    }
-    press(stroke.key, true);
-    sync();
-    press(stroke.key, false);
-    sync();
-    for (auto modifier = pressed.rbegin(); modifier != pressed.rend(); ++modifier) {
-        press(*modifier, false);
+    for (const auto& [code, down] :
+         strokeChanges(stroke, [this](std::uint16_t key) { return m_held.contains(key); })) {
+        press(code, down);
         sync();
     }
 }
@@ -374,16 +362,9 @@ void UinputBackend::pressPaste() {
 // Each character as the keys of the layout that type it (the compositor's keymap under Wayland,
 // else the system keyboard's); one it lacks is pasted where a compositor lets us set the clipboard.
 void UinputBackend::text(std::string_view character) {
-    if (!canPost())
-        return;
-    routeText(character, layout(),
-              [this](const KeyStroke& stroke) { post([this, stroke] { type(stroke); }); },
-              [this](std::string_view pasted) {
-                  if (m_route)
-                      m_route->paste(pasted);
-              });
-    if (m_route)
-        m_route->flush();
+    if (canPost())
+        typeText(character, layout(), m_route.get(),
+                 [this](const KeyStroke& stroke) { type(stroke); });
 }
 
 void UinputBackend::flush() {
