@@ -7,7 +7,7 @@ enable_language(C)
 
 function(quillvane_wayland_protocol target xml)
     get_filename_component(name ${xml} NAME_WE)
-    set(dir ${PROJECT_BINARY_DIR}/wayland-protocols)
+    set(dir ${CMAKE_CURRENT_BINARY_DIR}/wayland-protocols)
     set(header ${dir}/${name}-client-protocol.h)
     set(code ${dir}/${name}-protocol.c)
     get_property(done GLOBAL PROPERTY QUILLVANE_WAYLAND_PROTOCOL_${target}_${name})

@@ -8,7 +8,6 @@
 // QUILLVANE_BENCH_INPUT_SECONDS shortens the runs for trials.
 
 #include <QCoreApplication>
-#include <QTimer>
 
 #include <algorithm>
 #include <chrono>
@@ -23,6 +22,7 @@
 #include "EventWait.h"
 #include "HostProcess.h"
 #include "MotionObserver.h"
+#include "MoveSweep.h"
 #include "PrivateXServer.h"
 #include "SessionClient.h"
 #include "XTestPointer.h"
@@ -72,35 +72,7 @@ int stepOf(int i) {
     return (i / kLeg) % 2 == 0 ? kStep : -kStep;
 }
 
-// Calls `post(i)` for every move at the benchmark's rate, from the event loop, so heartbeats and
-// socket writes go on in between. A late wake-up posts every move that fell due, as a phone's
-// queued touches would.
-void pace(int count, const std::function<void(int)>& post) {
-    const Clock::time_point start = Clock::now();
-    const auto due = [&](int i) {
-        return start + std::chrono::nanoseconds(std::llround(i / kMovesPerSecond * 1e9));
-    };
-    int sent = 0;
-    QTimer timer;
-    timer.setSingleShot(true);
-    timer.setTimerType(Qt::PreciseTimer);
-    const auto pump = [&] {
-        while (sent < count && Clock::now() >= due(sent))
-            post(sent++);
-        if (sent < count)
-            timer.start(std::max(
-                std::chrono::ceil<std::chrono::milliseconds>(due(sent) - Clock::now()), 0ms));
-    };
-    QObject::connect(&timer, &QTimer::timeout, &timer, pump);
-    pump();
-    const auto length = std::chrono::milliseconds(std::llround(count / kMovesPerSecond * 1000));
-    waitUntil([&] { return sent == count; }, length + 30s);
-}
-
-struct Run {
-    std::vector<double> latencies; // milliseconds, counted moves only
-    int unmatched = 0;
-};
+using Run = MoveSweep::Run;
 
 // Sends `count` moves through `post` from (x0, y0) and pairs each with the motion it caused.
 Run measure(MotionObserver& observer, XTestPointer& pointer, int x0, int y0, int count,
@@ -114,30 +86,12 @@ Run measure(MotionObserver& observer, XTestPointer& pointer, int x0, int y0, int
     for (int i = 0; i < count; ++i)
         xs[static_cast<std::size_t>(i)] = x += stepOf(i);
     std::vector<std::int64_t> sentAt(static_cast<std::size_t>(count));
-    pace(count, [&](int i) {
+    MoveSweep::pace(count, kMovesPerSecond, [&](int i) {
         sentAt[static_cast<std::size_t>(i)] = nanosecondsNow();
         post(i, xs[static_cast<std::size_t>(i)], y0);
     });
     waitUntil([&] { return observer.lastAt(xs.back(), y0); }, 2s);
-    const std::vector<MotionObserver::Motion> motions = observer.take();
-
-    Run run;
-    std::size_t next = 0;
-    for (int i = 0; i < count; ++i) {
-        const auto index = static_cast<std::size_t>(i);
-        const std::size_t end = std::min(motions.size(), next + kMatchWindow);
-        std::size_t found = next;
-        while (found < end && (motions[found].x != xs[index] || motions[found].y != y0))
-            ++found;
-        if (found == end || motions[found].at < sentAt[index]) {
-            ++run.unmatched;
-            continue;
-        }
-        next = found + 1;
-        if (i >= kWarmupMoves)
-            run.latencies.push_back(static_cast<double>(motions[found].at - sentAt[index]) / 1e6);
-    }
-    return run;
+    return MoveSweep::match(xs, y0, sentAt, observer.take(), kWarmupMoves, kMatchWindow);
 }
 
 // The smallest value with at least `fraction` of the sorted set at or below it.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MoveSweep.h"
+
 #include <atomic>
 #include <cstdint>
 #include <mutex>
@@ -17,11 +19,7 @@ namespace quillvane::bench {
 // inside it, and each is stamped with the steady clock the moment it is read off the connection.
 class MotionObserver {
 public:
-    struct Motion {
-        std::int64_t at = 0; // steady clock, nanoseconds
-        int x = 0;
-        int y = 0;
-    };
+    using Motion = MoveSweep::Motion;
 
     struct Area {
         int x = 0;
