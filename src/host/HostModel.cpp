@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "discovery/ServiceAdvertiser.h"
 #include "discovery/ServiceDiscovery.h"
@@ -43,6 +44,11 @@ HostModel::HostModel(Services services, QObject* parent)
     m_timer.setInterval(milliseconds(kTickInterval));
     connect(&m_timer, &QTimer::timeout, this, &HostModel::tick);
     loadSettings();
+    if (m_services.input) {
+        m_services.input->setAvailabilityHandler([this] { inputAvailabilityChanged(); });
+        if (!m_services.input->permitted())
+            inputAvailabilityChanged();
+    }
     if (!m_services.input || !m_services.audio || !m_services.microphone)
         return;
     m_voice = std::make_unique<VoiceRelay>(*m_services.input, *m_services.audio,
@@ -60,7 +66,11 @@ HostModel::HostModel(Services services, QObject* parent)
     connect(m_voice.get(), &VoiceRelay::failed, this, &HostModel::failVoice);
 }
 
-HostModel::~HostModel() { stop(); }
+HostModel::~HostModel() {
+    stop();
+    if (m_services.input)
+        m_services.input->setAvailabilityHandler({});
+}
 
 // --- Settings -------------------------------------------------------------------------------
 
@@ -190,6 +200,19 @@ void HostModel::setStatus(const QString& status) {
 void HostModel::setIssue(const QString& issue) {
     m_issue = issue;
     Q_EMIT issueChanged();
+}
+
+// The desktop took input away (a compositor restarting, its bus name gone) or gave it back: the
+// issue says why while it lasts, and goes once input posts again.
+void HostModel::inputAvailabilityChanged() {
+    const InputSink& input = *m_services.input;
+    if (!input.permitted()) {
+        m_inputIssue = QString::fromStdString(input.unavailableReason());
+        setIssue(*m_inputIssue);
+    } else if (const auto gone = std::exchange(m_inputIssue, std::nullopt); gone && m_issue == gone) {
+        m_issue.reset();
+        Q_EMIT issueChanged();
+    }
 }
 
 void HostModel::setConnected(bool connected) {

@@ -136,6 +136,7 @@ private:
 
     void setStatus(const QString& status);
     void setIssue(const QString& issue);
+    void inputAvailabilityChanged();
     void setConnected(bool connected);
     void setSpeaking(bool speaking);
     bool isBound(const SecureLink* link) const;
@@ -153,6 +154,8 @@ private:
 
     QString m_status;
     std::optional<QString> m_issue;
+    // The input backend's reason while it cannot post.
+    std::optional<QString> m_inputIssue;
     std::optional<PairingProfile> m_profile;
     bool m_connected = false;
     bool m_speaking = false;

@@ -54,15 +54,23 @@ public:
     // reconnects starts with nothing held. Called from the event loop, never from inside a call
     // to the backend.
     void setLostHandler(std::function<void()> handler) { m_lost = std::move(handler); }
+    // Called when a backend that could not post can again (a new session once the compositor is
+    // back); from the event loop as well.
+    void setRestoredHandler(std::function<void()> handler) { m_restored = std::move(handler); }
 
 protected:
     void notifyLost() {
         if (m_lost)
             m_lost();
     }
+    void notifyRestored() {
+        if (m_restored)
+            m_restored();
+    }
 
 private:
     std::function<void()> m_lost;
+    std::function<void()> m_restored;
 };
 
 } // namespace quillvane

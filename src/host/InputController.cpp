@@ -46,14 +46,22 @@ InputController::InputController(InputBackend& backend, Uptime uptime,
     : m_backend(backend), m_uptime(std::move(uptime)),
       m_doubleClickInterval(std::move(doubleClickInterval)), m_pause(std::move(pause)) {
     m_backend.setLostHandler([this] {
-        qCInfo(lcInput, "Input backend %s lost; letting go of everything held",
-               std::string(m_backend.name()).c_str());
+        qCWarning(lcInput, "Input backend %s lost (%s); letting go of everything held",
+                  std::string(m_backend.name()).c_str(), m_backend.unavailableReason().c_str());
         releaseAll();
+        if (m_availabilityChanged)
+            m_availabilityChanged();
+    });
+    m_backend.setRestoredHandler([this] {
+        qCInfo(lcInput, "Input backend %s posts again", std::string(m_backend.name()).c_str());
+        if (m_availabilityChanged)
+            m_availabilityChanged();
     });
 }
 
 InputController::~InputController() {
     m_backend.setLostHandler({});
+    m_backend.setRestoredHandler({});
 }
 
 void InputController::sleepFor(double seconds) {
@@ -62,6 +70,14 @@ void InputController::sleepFor(double seconds) {
 
 bool InputController::permitted() const {
     return m_backend.canPost();
+}
+
+std::string InputController::unavailableReason() const {
+    return m_backend.canPost() ? std::string() : m_backend.unavailableReason();
+}
+
+void InputController::setAvailabilityHandler(std::function<void()> handler) {
+    m_availabilityChanged = std::move(handler);
 }
 
 TrackpadVector InputController::resolvedPosition() {

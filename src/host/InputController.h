@@ -50,6 +50,8 @@ public:
     InputController& operator=(const InputController&) = delete;
 
     bool permitted() const override;
+    std::string unavailableReason() const override;
+    void setAvailabilityHandler(std::function<void()> handler) override;
 
     void move(const std::vector<TrackpadVector>& samples) override;
     void scroll(double x, double y, std::optional<TrackpadScrollPhase> phase) override;
@@ -87,6 +89,7 @@ private:
     TrackpadScrollOutput m_scrollOutput;
     MouseClickOutput m_clickOutput;
     PointerPosition m_pointerPosition;
+    std::function<void()> m_availabilityChanged;
 };
 
 } // namespace quillvane

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,8 +19,13 @@ class InputSink {
 public:
     virtual ~InputSink() = default;
 
-    // Whether events can be posted at all in this session.
+    // Whether events can be posted at all in this session, and when not, why, in a sentence the
+    // user can act on.
     virtual bool permitted() const = 0;
+    virtual std::string unavailableReason() const { return {}; }
+    // Called from the event loop when permitted() changes by itself: the desktop took the way of
+    // posting away (everything held was let go), or gave it back.
+    virtual void setAvailabilityHandler(std::function<void()>) {}
 
     virtual void move(const std::vector<TrackpadVector>& samples) = 0;
     virtual void scroll(double x, double y, std::optional<TrackpadScrollPhase> phase) = 0;

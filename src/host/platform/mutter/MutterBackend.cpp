@@ -300,6 +300,7 @@ bool MutterBackend::open() {
     m_displays.reset();
     m_shadow.forget();
     m_reason.clear();
+    notifyRestored();
     return true;
 }
 

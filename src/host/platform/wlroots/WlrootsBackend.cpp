@@ -231,6 +231,7 @@ bool WlrootsBackend::connect() {
                                                    QSocketNotifier::Read);
     QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
                      [this] { readEvents(); });
+    notifyRestored();
     return true;
 }
 
