@@ -33,6 +33,8 @@ void TextFieldWindow::readOutput() {
             m_focused = true;
         else if (line.starts_with("text: "))
             m_text = line.substr(6);
+        else if (line.starts_with("clipboard: "))
+            m_clipboard = line.substr(11);
     }
 }
 
@@ -43,6 +45,21 @@ bool TextFieldWindow::waitUntilFocused(int timeoutMs) {
 std::string TextFieldWindow::waitForText(const std::string& expected, int timeoutMs) {
     waitUntil([&] { return m_text == expected; }, timeoutMs);
     return m_text;
+}
+
+void TextFieldWindow::copy(const std::string& text) {
+    m_process->write(QByteArray::fromStdString("copy " + text + "\n"));
+}
+
+std::string TextFieldWindow::waitForClipboard(const std::string& expected, int timeoutMs) {
+    waitUntil([&] {
+        if (m_clipboard == expected)
+            return true;
+        m_clipboard.reset();
+        m_process->write("clipboard\n");
+        return waitUntil([&] { return m_clipboard.has_value(); }, 1000) && m_clipboard == expected;
+    }, timeoutMs);
+    return m_clipboard.value_or(std::string());
 }
 
 } // namespace quillvane::testing_support

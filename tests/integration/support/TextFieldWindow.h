@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <QProcess>
@@ -17,6 +18,10 @@ public:
     bool waitUntilFocused(int timeoutMs = 15000);
     // Waits until the field holds `expected`; the text it holds last either way.
     std::string waitForText(const std::string& expected, int timeoutMs = 10000);
+    // Copies `text` to the clipboard from the window, as its user would.
+    void copy(const std::string& text);
+    // Asks the window for the clipboard until it holds `expected`; what it held last either way.
+    std::string waitForClipboard(const std::string& expected, int timeoutMs = 10000);
 
 private:
     void readOutput();
@@ -25,6 +30,7 @@ private:
     std::string m_partial;
     bool m_focused = false;
     std::string m_text;
+    std::optional<std::string> m_clipboard;
 };
 
 } // namespace quillvane::testing_support

@@ -13,6 +13,7 @@
 
 #include "InputBackends.h"
 #include "integration/IntegrationTest.h"
+#include "integration/support/BackendHost.h"
 #include "integration/support/CompositorProcess.h"
 #include "integration/support/TextFieldWindow.h"
 #include "integration/support/WevRecorder.h"
@@ -21,6 +22,7 @@
 namespace quillvane {
 namespace {
 
+using testing_support::BackendHost;
 using testing_support::CompositorProcess;
 using testing_support::TextFieldWindow;
 using testing_support::WevEvent;
@@ -181,37 +183,86 @@ TEST_F(MutterBackendTest, keysKeepTheirPlaceWithEveryModifierReleased) {
         << "a modifier is still held";
 }
 
-// A text the layout can type goes as keysyms, one with other characters is pasted; the field
-// gets both in order.
-TEST_F(MutterBackendTest, textOfAnyScriptArrivesAsTyped) {
+// Texts from quillvane-controller: one the layout can type goes as keysyms, one with other
+// characters is pasted; the field gets both in order, and the user's own copy is back on the
+// clipboard afterwards.
+TEST_F(MutterBackendTest, textOfAnyScriptArrivesAsTypedAndTheClipboardIsKept) {
     warmUpKeyboard();
     TextFieldWindow field(socketName);
     ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
-    for (const char* character : {"H", "i", "!", " "})
-        m_backend->text(character);
-    m_backend->flush();
-    for (const char* character : {"H", "e", "l", "l", "o", ",", " ", "世", "界", " ", "👋"})
-        m_backend->text(character);
-    m_backend->flush();
+    field.copy("the user's copy");
+    ASSERT_EQ(field.waitForClipboard("the user's copy"), "the user's copy");
+    BackendHost session(*m_backend);
+    ASSERT_TRUE(session.startController()) << session.controllerOutput();
+    session.send("text Hi!");
+    session.send("text  Hello, 世界 👋"); // the controller trims its lines, not inner spaces
     EXPECT_EQ(field.waitForText("Hi! Hello, 世界 👋"), "Hi! Hello, 世界 👋");
+    EXPECT_EQ(field.waitForClipboard("the user's copy"), "the user's copy");
 }
 
-// Mutter restarting ends the session: the backend says so and lets the controller know, then
-// makes a new session once Mutter is back.
+// Mutter restarting (GNOME Shell crashing) ends the session and what it held: the host's issue
+// says input stopped and no drag is believed held; with Mutter back, a new session posts and the
+// issue goes.
 TEST_F(MutterBackendTest, aLostSessionIsReportedAndMadeAgain) {
-    int lost = 0;
-    m_backend->setLostHandler([&] { ++lost; });
-    m_backend->mouse({MouseEventType::leftDown, {100, 100}, 1});
-    m_backend->flush();
+    BackendHost session(*m_backend);
+    session.input().setDrag(true, false);
     std::ifstream pidFile(std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName + ".pid");
     pid_t pid = 0;
     pidFile >> pid;
     ASSERT_GT(pid, 0);
     kill(pid, SIGKILL);
-    ASSERT_TRUE(testing_support::waitUntil([&] { return lost == 1; }, 10000));
-    EXPECT_FALSE(m_backend->canPost());
-    EXPECT_TRUE(testing_support::waitUntil([&] { return m_backend->canPost(); }, 15000))
-        << m_backend->unavailableReason();
+    ASSERT_TRUE(testing_support::waitUntil([&] { return session.host().hasIssue(); }, 10000));
+    EXPECT_NE(session.host().issue().toStdString().find("GNOME"), std::string::npos)
+        << session.host().issue().toStdString();
+    EXPECT_FALSE(session.input().dragging());
+
+    ASSERT_TRUE(testing_support::waitUntil([&] { return !session.host().hasIssue(); }, 15000))
+        << session.host().issue().toStdString();
+    ASSERT_TRUE(s_mutter->waitUntilReady()) << s_mutter->output();
+    openWev();
+    session.input().click(false, false);
+    EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
+        const auto buttons = named(events, "button");
+        return buttons.size() == 2 && buttons[0].number("state") == 1;
+    })) << described(m_wev->events());
+}
+
+// quillvane-controller, run as a process, drives a host session posting through Mutter: moves,
+// clicks and scrolls reach the window, and when the controller dies in the middle of a drag the
+// button is let go.
+TEST_F(MutterBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo) {
+    openWev();
+    BackendHost session(*m_backend);
+    ASSERT_TRUE(session.host().isStarted()) << session.host().issue().toStdString();
+    ASSERT_TRUE(session.startController()) << session.controllerOutput();
+    session.send("move 40 -20");
+    session.send("click");
+    session.send("scroll 0 12 began");
+    session.send("scroll 0 0 ended");
+    session.send("key 6 1179648"); // Command+Shift+Z
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        const auto keys = keyChanges(events);
+        return named(events, "axis_source").size() >= 2 && !keys.empty() && keys.back() == "-42";
+    })) << "wev saw:\n" << described(m_wev->events());
+    const Events events = m_wev->events();
+    EXPECT_FALSE(named(events, "motion").empty());
+    EXPECT_EQ(named(events, "button").size(), 2u);
+    EXPECT_NE(described(named(events, "key")).find("sym: Z"), std::string::npos);
+    EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
+              std::string::npos)
+        << "a modifier is still held";
+
+    m_wev->clear();
+    session.send("drag on");
+    session.send("move 30 0");
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        return WevRecorder::hasEvent(events, "wl_pointer", "button");
+    }));
+    session.killController();
+    EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
+        const auto buttons = named(events, "button");
+        return buttons.size() == 2 && buttons[1].number("state") == 0;
+    }, 5000)) << "the drag's button is still held; wev saw:\n" << described(m_wev->events());
 }
 
 // Chosen where Mutter is the session's compositor and there is no X server.

@@ -8,17 +8,9 @@
 
 #include <linux/input-event-codes.h>
 
-#include <QProcess>
-#include <QSettings>
-#include <QTemporaryDir>
-
-#include "HostModel.h"
 #include "InputBackends.h"
-#include "InputController.h"
-#include "Uptime.h"
-#include "keychain/KeychainStore.h"
-#include "platform/recording/RecordingAudio.h"
 #include "integration/IntegrationTest.h"
+#include "integration/support/BackendHost.h"
 #include "integration/support/CompositorProcess.h"
 #include "integration/support/WevRecorder.h"
 #include "platform/wlroots/WlrootsBackend.h"
@@ -26,6 +18,7 @@
 namespace quillvane {
 namespace {
 
+using testing_support::BackendHost;
 using testing_support::CompositorProcess;
 using testing_support::WevEvent;
 using testing_support::WevRecorder;
@@ -165,79 +158,46 @@ TEST_F(WlrootsBackendTest, keysKeepTheirPlaceAndTextOfAnyScriptArrivesAsTyped) {
         << "a modifier is still held";
 }
 
-// A compositor that goes away is reported as lost, nothing stays held, and the backend posts
-// again once a compositor answers on the same socket.
+// A compositor that goes away takes what our devices held with it: the host's issue says input
+// stopped and no drag is believed held; once a compositor answers on the same socket, input
+// posts again and the issue goes.
 TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
-    int lost = 0;
-    m_backend->setLostHandler([&] { ++lost; });
-    m_backend->mouse({MouseEventType::leftDown, {100, 100}, 1});
-    m_backend->flush();
+    BackendHost session(*m_backend);
+    session.input().setDrag(true, false);
     m_wev.reset();
     s_sway.reset();
-    ASSERT_TRUE(testing_support::waitUntil([&] { return lost == 1; }, 10000));
-    EXPECT_FALSE(m_backend->canPost());
-    EXPECT_NE(m_backend->unavailableReason().find("compositor"), std::string::npos)
-        << m_backend->unavailableReason();
+    ASSERT_TRUE(testing_support::waitUntil([&] { return session.host().hasIssue(); }, 10000));
+    EXPECT_NE(session.host().issue().toStdString().find("compositor"), std::string::npos)
+        << session.host().issue().toStdString();
+    EXPECT_FALSE(session.input().dragging());
 
     s_sway = std::make_unique<CompositorProcess>("sway", socketName);
     ASSERT_TRUE(s_sway->waitUntilReady()) << s_sway->output();
-    ASSERT_TRUE(testing_support::waitUntil([&] { return m_backend->canPost(); }, 10000))
-        << m_backend->unavailableReason();
+    ASSERT_TRUE(testing_support::waitUntil([&] { return !session.host().hasIssue(); }, 10000))
+        << session.host().issue().toStdString();
     m_wev = std::make_unique<WevRecorder>(socketName);
     ASSERT_TRUE(m_wev->waitForKeyboardFocus());
-    m_backend->mouse({MouseEventType::moved, {300, 200}, 0});
-    m_backend->flush();
-    // The new compositor's pointer enters the window with the first motion.
+    session.input().move({{30, 20}});
+    session.input().click(false, false);
     EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
-        return WevRecorder::hasEvent(events, "wl_pointer", "enter");
-    }));
+        const auto buttons = named(events, "button");
+        return buttons.size() == 2 && buttons[0].number("state") == 1;
+    })) << described(m_wev->events());
 }
 
 // quillvane-controller, run as a process, drives a host session whose InputController posts
 // through this backend: moves, clicks, scrolls and text reach the window, and when the controller
 // dies in the middle of a drag the button is let go.
 TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo) {
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    QSettings settings(dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat);
-    KeychainStore keychain =
-        KeychainStore::fileStore(dir.filePath(QStringLiteral("data")).toStdString());
-    InputController input(*m_backend, uptimeSeconds, [] { return 0.5; });
-    RecordingAudio audio;
-    FixedMicrophone microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
-    HostModel host(HostModel::Services{
-        .keychain = &keychain,
-        .input = &input,
-        .audio = &audio,
-        .microphone = &microphone,
-        .settings = &settings,
-        .uptime = uptimeSeconds,
-        .doubleClickInterval = [] { return 0.5; },
-        .computerName = [] { return std::string("Wayland Test Host"); },
-    });
-    host.start();
-    ASSERT_TRUE(host.isStarted()) << host.issue().toStdString();
+    BackendHost session(*m_backend);
+    ASSERT_TRUE(session.host().isStarted()) << session.host().issue().toStdString();
+    ASSERT_TRUE(session.startController()) << session.controllerOutput();
 
-    QProcess controller;
-    QByteArray output;
-    QObject::connect(&controller, &QProcess::readyReadStandardOutput, &controller,
-                     [&] { output += controller.readAllStandardOutput(); });
-    controller.start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane-controller"),
-                     {QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
-                      QStringLiteral("--port"), QString::number(host.port()), host.pairingLink()});
-    ASSERT_TRUE(controller.waitForStarted());
-    ASSERT_TRUE(testing_support::waitUntil(
-        [&] { return output.contains("audio {\"kind\":\"welcome\""); }, 20000))
-        << output.toStdString();
-    const auto send = [&](const std::string& line) {
-        controller.write(QByteArray::fromStdString(line + "\n"));
-    };
-
-    send("move 40 -20");
-    send("click");
-    send("scroll 0 12 began");
-    send("scroll 0 0 ended");
-    send("text Hello, 世界 👋");
+    session.send("move 40 -20");
+    session.send("click");
+    session.send("scroll 0 12 began");
+    session.send("scroll 0 0 ended");
+    session.send("text Hello, 世界 👋");
     ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
         std::string typed;
         for (const auto& key : named(events, "key"))
@@ -251,18 +211,16 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo)
     EXPECT_TRUE(WevRecorder::hasEvent(events, "wl_pointer", "axis_stop"));
 
     m_wev->clear();
-    send("drag on");
-    send("move 30 0");
+    session.send("drag on");
+    session.send("move 30 0");
     ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
         return WevRecorder::hasEvent(events, "wl_pointer", "motion");
     }));
-    controller.kill();
-    controller.waitForFinished();
+    session.killController();
     EXPECT_TRUE(m_wev->waitFor([](const Events& events) {
         const auto buttons = named(events, "button");
         return buttons.size() == 2 && buttons[1].number("state") == 0;
     }, 5000)) << "the drag's button is still held; wev saw:\n" << described(m_wev->events());
-    host.stop();
 }
 
 // Chosen where sway is the session's compositor and there is no X server.

@@ -1,0 +1,54 @@
+#include "BackendHost.h"
+
+#include "Uptime.h"
+#include "integration/IntegrationTest.h"
+
+namespace quillvane::testing_support {
+
+BackendHost::BackendHost(InputBackend& backend)
+    : m_settings(m_dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat),
+      m_keychain(KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString())),
+      m_input(backend, uptimeSeconds, [] { return 0.5; }) {
+    m_host = std::make_unique<HostModel>(HostModel::Services{
+        .keychain = &m_keychain,
+        .input = &m_input,
+        .audio = &m_audio,
+        .microphone = &m_microphone,
+        .settings = &m_settings,
+        .uptime = uptimeSeconds,
+        .doubleClickInterval = [] { return 0.5; },
+        .computerName = [] { return std::string("Backend Test Host"); },
+    });
+    m_host->start();
+}
+
+BackendHost::~BackendHost() {
+    if (m_controller)
+        killController();
+    m_host->stop();
+}
+
+bool BackendHost::startController() {
+    m_output.clear();
+    m_controller = std::make_unique<QProcess>();
+    QObject::connect(m_controller.get(), &QProcess::readyReadStandardOutput, m_controller.get(),
+                     [this] { m_output += m_controller->readAllStandardOutput(); });
+    m_controller->start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane-controller"),
+                        {QStringLiteral("--host"), QStringLiteral("127.0.0.1"),
+                         QStringLiteral("--port"), QString::number(m_host->port()),
+                         m_host->pairingLink()});
+    return m_controller->waitForStarted() &&
+           waitUntil([&] { return m_output.contains("audio {\"kind\":\"welcome\""); }, 20000);
+}
+
+void BackendHost::send(const std::string& line) {
+    m_controller->write(QByteArray::fromStdString(line + "\n"));
+}
+
+void BackendHost::killController() {
+    m_controller->kill();
+    m_controller->waitForFinished();
+    m_controller.reset();
+}
+
+} // namespace quillvane::testing_support

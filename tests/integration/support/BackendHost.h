@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <QByteArray>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include "HostModel.h"
+#include "InputController.h"
+#include "keychain/KeychainStore.h"
+#include "platform/recording/RecordingAudio.h"
+
+namespace quillvane::testing_support {
+
+// A started host session whose InputController posts through a real backend, its key and settings
+// in a private folder, and quillvane-controller run as a process to drive it as a phone would.
+class BackendHost {
+public:
+    explicit BackendHost(InputBackend& backend);
+    ~BackendHost();
+
+    HostModel& host() { return *m_host; }
+    InputController& input() { return m_input; }
+
+    // A controller bound to the host on both channels; false when it never got both welcomes.
+    bool startController();
+    // One command line of quillvane-controller ("move 40 -20", "drag on", "text Hi").
+    void send(const std::string& line);
+    void killController();
+    std::string controllerOutput() const { return m_output.toStdString(); }
+
+private:
+    QTemporaryDir m_dir;
+    QSettings m_settings;
+    KeychainStore m_keychain;
+    InputController m_input;
+    RecordingAudio m_audio;
+    FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
+    std::unique_ptr<HostModel> m_host;
+    std::unique_ptr<QProcess> m_controller;
+    QByteArray m_output;
+};
+
+} // namespace quillvane::testing_support
