@@ -1,28 +1,22 @@
-// The quillvane program: starts the host session and, in headless mode, reports its state on the
-// terminal. SIGINT and SIGTERM stop it cleanly, closing every link and releasing every key.
+// The quillvane program. With a display it is a desktop program: a tray item and a settings
+// window over the host session. With --headless, or when no display can be reached, it runs the
+// host alone and reports on the terminal. In both modes the port and, when asked for, the pairing
+// link go to standard output, and SIGINT and SIGTERM stop it cleanly, closing every link and
+// releasing every key.
 
+#include <QApplication>
 #include <QCommandLineParser>
-#include <QGuiApplication>
-#include <QSettings>
 #include <QSocketNotifier>
-#include <QStandardPaths>
-#include <QStyleHints>
-#include <QSysInfo>
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <unistd.h>
 
-#include "HostModel.h"
-#include "InputBackends.h"
-#include "InputController.h"
+#include "AppShell.h"
+#include "HostRuntime.h"
 #include "TerminalQrCode.h"
-#include "Uptime.h"
-#include "keychain/KeychainStore.h"
-#include "platform/pulse/AudioOutput.h"
 #include "platform/pulse/MicrophoneCommand.h"
-#include "platform/pulse/PulseServer.h"
-#include "platform/pulse/VirtualMicrophone.h"
 
 using namespace quillvane;
 
@@ -41,35 +35,68 @@ void printLine(const QString& line) {
     std::fflush(stdout);
 }
 
-// The desktop's settings (the double-click interval) come through a GUI application. Without a
-// reachable display server Qt would abort, so unless the user chose a platform, fall back to the
-// offscreen one: the host then runs headless with Qt's default settings.
+// Qt aborts when the display it was told to use cannot be reached, so unless the user chose a
+// platform, the list ends with the offscreen one: without a display the program then runs headless
+// (the desktop's settings, such as the double-click interval, are Qt's defaults there).
 void chooseQtPlatform() {
     if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         return;
-    qputenv("QT_QPA_PLATFORM", qEnvironmentVariableIsEmpty("DISPLAY") ? "offscreen" : "xcb;offscreen");
+    QByteArray platforms;
+    if (!qEnvironmentVariableIsEmpty("DISPLAY"))
+        platforms += "xcb;";
+    else if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        platforms += "wayland;";
+    qputenv("QT_QPA_PLATFORM", platforms + "offscreen");
 }
 
-double desktopDoubleClickInterval() {
-    return QGuiApplication::styleHints()->mouseDoubleClickInterval() / 1000.0;
+// What the host does, as lines on the terminal: the log of a headless run, and what scripts and
+// tests read in either mode.
+void reportOnTerminal(HostModel& host, const InputBackend& backend, bool showPairing) {
+    QObject::connect(&host, &HostModel::statusChanged, &host,
+                     [&] { printLine(QStringLiteral("Status: ") + host.status()); });
+    QObject::connect(&host, &HostModel::issueChanged, &host,
+                     [&] { printLine(host.hasIssue() ? QStringLiteral("Issue: ") + host.issue()
+                                                     : QStringLiteral("Issue cleared")); });
+    QObject::connect(&host, &HostModel::portChanged, &host, [&] {
+        if (host.port() != 0)
+            printLine(QStringLiteral("Listening on port %1").arg(host.port()));
+    });
+    QObject::connect(&host, &HostModel::profileChanged, &host, [&host, showPairing] {
+        if (!host.keyProtected())
+            printLine(QStringLiteral("Warning: no Secret Service answered; the pairing key is kept "
+                                     "in a file readable only by this user, not in a keyring."));
+        if (!showPairing)
+            return;
+        printLine(host.pairingLink());
+        std::fputs(terminalQrCode(host.pairingLink()).toUtf8().constData(), stdout);
+        std::fflush(stdout);
+    });
+    if (backend.canPost())
+        printLine(QStringLiteral("Input: posting through %1").arg(QString::fromUtf8(backend.name())));
+    else
+        printLine(QStringLiteral("Input: cannot post: ") +
+                  QString::fromStdString(backend.unavailableReason()));
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     chooseQtPlatform();
-    QGuiApplication app(argc, argv);
+    QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quillvane"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLVANE_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("quillvane"));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Quillvane"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("quillvane"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Lets a paired phone act as this computer's trackpad, keyboard and microphone."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption headless(QStringLiteral("headless"),
-                                      QStringLiteral("Run without a window; report on the terminal."));
+    const QCommandLineOption headless(
+        QStringLiteral("headless"),
+        QStringLiteral("Run without tray item or window; report on the terminal."));
     const QCommandLineOption showPairing(
         QStringLiteral("show-pairing"),
         QStringLiteral("Print the pairing link and its QR code. The link holds the pairing key."));
@@ -77,14 +104,14 @@ int main(int argc, char** argv) {
         QStringLiteral("input-backend"),
         QStringLiteral("Post input through this backend only (e.g. x11) instead of the first that works."),
         QStringLiteral("name"));
-    parser.addOption(headless);
-    parser.addOption(showPairing);
     const QCommandLineOption installMicrophone(
         QStringLiteral("install-microphone"),
         QStringLiteral("Install or repair the virtual microphone, print its state and exit."));
     const QCommandLineOption microphoneStatus(
         QStringLiteral("microphone-status"),
         QStringLiteral("Print the virtual microphone's state and exit."));
+    parser.addOption(headless);
+    parser.addOption(showPairing);
     parser.addOption(inputBackend);
     parser.addOption(installMicrophone);
     parser.addOption(microphoneStatus);
@@ -92,8 +119,10 @@ int main(int argc, char** argv) {
     if (parser.isSet(installMicrophone) || parser.isSet(microphoneStatus))
         return runMicrophoneCommand(parser.isSet(installMicrophone));
 
-    if (!parser.isSet(headless))
-        printLine(QStringLiteral("Quillvane has no window yet; running headless."));
+    const bool desktop =
+        !parser.isSet(headless) && QGuiApplication::platformName() != QLatin1String("offscreen");
+    if (!parser.isSet(headless) && !desktop)
+        printLine(QStringLiteral("No display reachable; running headless."));
 
     if (::pipe(g_signalPipe) != 0) {
         std::perror("pipe");
@@ -108,54 +137,23 @@ int main(int argc, char** argv) {
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
 
-    QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("quillvane"),
-                       QStringLiteral("quillvane"));
-    KeychainStore keychain = KeychainStore::open();
-    const auto backend = chooseInputBackend(parser.value(inputBackend).toStdString());
-    InputController input(*backend, uptimeSeconds, desktopDoubleClickInterval);
-    PulseServer soundServer;
-    AudioOutput audio(soundServer);
-    VirtualMicrophone microphone(
-        soundServer, QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation));
-    microphone.keepLoaded(true);
+    const std::string backendName = parser.value(inputBackend).toStdString();
+    std::unique_ptr<AppShell> shell;
+    std::unique_ptr<HostRuntime> runtime;
+    if (desktop)
+        shell = std::make_unique<AppShell>(backendName);
+    else
+        runtime = std::make_unique<HostRuntime>(backendName);
+    HostRuntime& running = shell ? shell->runtime() : *runtime;
+    HostModel& host = running.host();
+    reportOnTerminal(host, running.backend(), parser.isSet(showPairing));
 
-    HostModel host({.keychain = &keychain,
-                    .input = &input,
-                    .audio = &audio,
-                    .microphone = &microphone,
-                    .settings = &settings,
-                    .uptime = uptimeSeconds,
-                    .doubleClickInterval = desktopDoubleClickInterval,
-                    .computerName = [] { return QSysInfo::machineHostName().toStdString(); }});
-    QObject::connect(&host, &HostModel::statusChanged, &app,
-                     [&] { printLine(QStringLiteral("Status: ") + host.status()); });
-    QObject::connect(&host, &HostModel::issueChanged, &app,
-                     [&] { printLine(QStringLiteral("Issue: ") + host.issue()); });
-    QObject::connect(&host, &HostModel::portChanged, &app, [&] {
-        if (host.port() != 0)
-            printLine(QStringLiteral("Listening on port %1").arg(host.port()));
-    });
-    QObject::connect(&host, &HostModel::profileChanged, &app, [&] {
-        if (!host.keyProtected())
-            printLine(QStringLiteral("Warning: no Secret Service answered; the pairing key is kept "
-                                     "in a file readable only by this user, not in a keyring."));
-        if (!parser.isSet(showPairing))
-            return;
-        printLine(host.pairingLink());
-        std::fputs(terminalQrCode(host.pairingLink()).toUtf8().constData(), stdout);
-        std::fflush(stdout);
-    });
-
-    if (backend->canPost()) {
-        printLine(QStringLiteral("Input: posting through %1").arg(QString::fromUtf8(backend->name())));
-    } else {
-        const QString reason = QString::fromStdString(backend->unavailableReason());
-        printLine(QStringLiteral("Input: cannot post: ") + reason);
-        host.reportIssue(reason);
-    }
-    host.start();
-    if (!host.isStarted())
-        return 1;
+    // A host that could not start (a keyring that refused the key) shows that as its issue; the
+    // program stays, so that the user can fix it and try again from the window.
+    if (shell)
+        shell->start();
+    else
+        host.start();
     const int status = app.exec();
     host.stop();
     printLine(QStringLiteral("Stopped."));

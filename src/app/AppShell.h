@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+
+#include <memory>
+#include <string_view>
+
+#include "HostRuntime.h"
+#include "TrayAvailability.h"
+
+namespace quillvane {
+
+class TrayMenu;
+
+// The desktop program: the host session, its tray item and its settings window, created in the
+// order the host needs (the host listens and advertises before any window exists) and torn down
+// so that every link is closed before the program ends.
+class AppShell : public QObject {
+    Q_OBJECT
+
+public:
+    explicit AppShell(std::string_view inputBackend);
+    ~AppShell() override;
+
+    HostRuntime& runtime() { return m_runtime; }
+
+    // Starts the host, then puts up the tray item (now, or when a tray appears).
+    void start();
+
+private:
+    void showTray();
+    void quit();
+
+    HostRuntime m_runtime;
+    TrayAvailability m_trayAvailability;
+    std::unique_ptr<TrayMenu> m_tray;
+};
+
+} // namespace quillvane

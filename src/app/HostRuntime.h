@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QSettings>
+
+#include <memory>
+#include <string_view>
+
+#include "HostModel.h"
+#include "InputBackend.h"
+#include "InputController.h"
+#include "keychain/KeychainStore.h"
+#include "platform/pulse/AudioOutput.h"
+#include "platform/pulse/PulseServer.h"
+#include "platform/pulse/VirtualMicrophone.h"
+
+namespace quillvane {
+
+// The host session over this machine's services: the settings file, the keyring, the input
+// backend chosen at run time and the sound server. Both the terminal mode and the desktop shell
+// run the host through one of these; the host is created here and started by the caller, once it
+// has connected what it reports.
+class HostRuntime {
+public:
+    explicit HostRuntime(std::string_view inputBackend);
+
+    HostModel& host() { return *m_host; }
+    const InputBackend& backend() const { return *m_backend; }
+
+private:
+    QSettings m_settings;
+    KeychainStore m_keychain;
+    std::unique_ptr<InputBackend> m_backend;
+    InputController m_input;
+    PulseServer m_soundServer;
+    AudioOutput m_audio;
+    VirtualMicrophone m_microphone;
+    std::unique_ptr<HostModel> m_host;
+};
+
+} // namespace quillvane
