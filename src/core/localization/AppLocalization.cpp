@@ -11,11 +11,12 @@ constexpr std::string_view kMicrophoneUnavailable = "Quillvane Microphone 不可
 constexpr std::string_view kMicrophoneUnavailableFormat = "Quillvane Microphone 不可用：%@";
 
 // Failures that append a system status number in full-width brackets.
-constexpr std::array<std::string_view, 4> kStatusPrefixes = {
+constexpr std::array<std::string_view, 5> kStatusPrefixes = {
     "无法读取配对钥匙串",
     "无法保存配对钥匙串",
     "无法删除配对",
     "无法打开所选音频设备",
+    "无法发布局域网服务",
 };
 constexpr std::string_view kOpenBracket = "（";
 constexpr std::string_view kCloseBracket = "）";

@@ -1,5 +1,7 @@
 #include "discovery/AvahiConnection.h"
 
+#include <chrono>
+
 #include <QTimer>
 
 #include <avahi-common/error.h>
@@ -7,6 +9,14 @@
 namespace quillvane {
 
 Q_LOGGING_CATEGORY(lcServiceDiscovery, "app.quillvane.ServiceDiscovery")
+
+namespace {
+
+// A client that could not be made at all (a daemon still going down, say) is tried again after
+// this long. A client waiting in CONNECTING needs no timer: it watches the daemon's bus name.
+constexpr std::chrono::seconds kRetryDelay{2};
+
+} // namespace
 
 AvahiConnection::AvahiConnection(Handlers handlers)
     : m_handlers(std::move(handlers)), m_poll(avahi_glib_poll_new(nullptr, G_PRIORITY_DEFAULT)) {}
@@ -28,8 +38,8 @@ void AvahiConnection::open() {
     AvahiClient* client = avahi_client_new(avahi_glib_poll_get(m_poll), AVAHI_CLIENT_NO_FAIL,
                                            &AvahiConnection::onClientState, this, &error);
     if (!client) {
-        qCWarning(lcServiceDiscovery, "Avahi client failed: %s", avahi_strerror(error));
-        m_handlers.failed(avahi_strerror(error));
+        reportUnavailable(error);
+        QTimer::singleShot(kRetryDelay, &m_deferred, [this] { open(); });
         return;
     }
     if (client != m_failedClient)
@@ -50,6 +60,7 @@ void AvahiConnection::handleState(AvahiClient* client, AvahiClientState state) {
         m_client = client;
     switch (state) {
     case AVAHI_CLIENT_S_RUNNING:
+        m_reported = AVAHI_OK;
         m_handlers.running(client);
         break;
     case AVAHI_CLIENT_S_REGISTERING:
@@ -57,7 +68,7 @@ void AvahiConnection::handleState(AvahiClient* client, AvahiClientState state) {
         m_handlers.suspended();
         break;
     case AVAHI_CLIENT_CONNECTING:
-        qCInfo(lcServiceDiscovery, "Waiting for avahi-daemon");
+        reportUnavailable(AVAHI_ERR_NO_DAEMON);
         break;
     case AVAHI_CLIENT_FAILURE: {
         const int error = avahi_client_errno(client);
@@ -65,16 +76,24 @@ void AvahiConnection::handleState(AvahiClient* client, AvahiClientState state) {
         dropClient();
         if (error == AVAHI_ERR_DISCONNECTED) {
             // The daemon went away (restart, upgrade). A NO_FAIL client still fails on that, so a
-            // fresh one takes its place and waits for the daemon to return.
+            // fresh one takes its place at once; what it finds is what gets reported.
             qCInfo(lcServiceDiscovery, "avahi-daemon disconnected; waiting for it to return");
             QTimer::singleShot(0, &m_deferred, [this] { open(); });
         } else {
-            qCWarning(lcServiceDiscovery, "Avahi client failed: %s", avahi_strerror(error));
-            m_handlers.failed(avahi_strerror(error));
+            reportUnavailable(error);
+            QTimer::singleShot(kRetryDelay, &m_deferred, [this] { open(); });
         }
         break;
     }
     }
+}
+
+void AvahiConnection::reportUnavailable(int error) {
+    // Retries find the same trouble again and again; the log says so once.
+    if (error != m_reported)
+        qCWarning(lcServiceDiscovery, "avahi-daemon unavailable: %s", avahi_strerror(error));
+    m_reported = error;
+    m_handlers.unavailable(error);
 }
 
 void AvahiConnection::dropClient() {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 #include <QLoggingCategory>
 #include <QObject>
@@ -16,8 +15,8 @@ Q_DECLARE_LOGGING_CATEGORY(lcServiceDiscovery)
 // The connection to avahi-daemon behind the advertiser and the browser (who hold it by pointer, so
 // that Avahi's headers stay out of theirs): an Avahi client on Qt's main loop, whose dispatcher on
 // Linux is GLib's default main context, the one libavahi-glib polls. It survives the daemon: a
-// client that loses the daemon is replaced by one that waits for it to come back, so the owner
-// just sees "running" again.
+// client that loses the daemon, or cannot be made, is replaced by one that waits for it to come
+// back, so the owner sees "unavailable" and then "running" again.
 class AvahiConnection {
 public:
     struct Handlers {
@@ -28,8 +27,9 @@ public:
         std::function<void()> suspended;
         // Everything made on the client is about to be freed with it; drop the pointers.
         std::function<void()> clientGone;
-        // The client cannot go on (not a daemon restart); carries Avahi's text.
-        std::function<void(const std::string& reason)> failed;
+        // The daemon cannot be reached (not running, gone, or refusing the client); carries Avahi's
+        // error code. The connection keeps trying: `running` follows once the daemon is back.
+        std::function<void(int error)> unavailable;
     };
 
     explicit AvahiConnection(Handlers handlers);
@@ -47,6 +47,7 @@ private:
     static void onClientState(AvahiClient* client, AvahiClientState state, void* self);
     void handleState(AvahiClient* client, AvahiClientState state);
     void dropClient();
+    void reportUnavailable(int error);
 
     Handlers m_handlers;
     // Context of the work deferred to the event loop: it dies with the connection, and so does
@@ -56,6 +57,8 @@ private:
     AvahiClient* m_client = nullptr;
     // A client that failed inside its own callback; freed from the event loop, never from there.
     AvahiClient* m_failedClient = nullptr;
+    // The error last reported as unavailable, 0 once running.
+    int m_reported = 0;
 };
 
 } // namespace quillvane

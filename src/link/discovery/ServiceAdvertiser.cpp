@@ -46,10 +46,10 @@ ServiceAdvertiser::ServiceAdvertiser(QObject* parent) : QObject(parent) {
                     m_state = State::Waiting;
                 }
             },
-        .failed =
-            [this](const std::string& reason) {
+        .unavailable =
+            [this](int error) {
                 if (m_wanted)
-                    fail(fromUtf8(reason));
+                    fail(error);
             },
     });
 }
@@ -96,7 +96,7 @@ void ServiceAdvertiser::registerService(AvahiClient* client) {
             },
             this);
         if (!m_group) {
-            fail(QString::fromUtf8(avahi_strerror(avahi_client_errno(client))));
+            fail(avahi_client_errno(client));
             return;
         }
     } else {
@@ -119,7 +119,7 @@ void ServiceAdvertiser::registerService(AvahiClient* client) {
     if (error == AVAHI_OK)
         error = avahi_entry_group_commit(m_group);
     if (error != AVAHI_OK)
-        fail(QString::fromUtf8(avahi_strerror(error)));
+        fail(error);
 }
 
 void ServiceAdvertiser::handleGroupState(AvahiEntryGroup* group, int state) {
@@ -143,8 +143,7 @@ void ServiceAdvertiser::handleGroupState(AvahiEntryGroup* group, int state) {
         registerService(avahi_entry_group_get_client(group));
         break;
     case AVAHI_ENTRY_GROUP_FAILURE:
-        fail(QString::fromUtf8(
-            avahi_strerror(avahi_client_errno(avahi_entry_group_get_client(group)))));
+        fail(avahi_client_errno(avahi_entry_group_get_client(group)));
         break;
     default:
         break;
@@ -158,15 +157,21 @@ void ServiceAdvertiser::takeAlternativeName() {
     avahi_free(alternative);
 }
 
-void ServiceAdvertiser::fail(const QString& reason) {
+void ServiceAdvertiser::fail(int error) {
+    // A daemon that stays away is found again at every retry; that is one failure, not many.
+    if (m_state == State::Failed && error == m_error)
+        return;
     qCWarning(lcServiceDiscovery, "Advertising %s failed: %s", m_name.c_str(),
-              qUtf8Printable(reason));
+              avahi_strerror(error));
     m_state = State::Failed;
+    m_error = error;
+    // The system's form of a failure with a status: the text, then Avahi's code in brackets.
+    const QString issue = QStringLiteral("无法发布局域网服务（%1）").arg(error);
     QMetaObject::invokeMethod(
         this,
-        [this, reason] {
+        [this, issue] {
             if (m_state == State::Failed)
-                Q_EMIT failed(reason);
+                Q_EMIT failed(issue);
         },
         Qt::QueuedConnection);
 }

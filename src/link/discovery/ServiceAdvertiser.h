@@ -19,6 +19,10 @@ class AvahiConnection;
 // it registers again, and after a name collision it takes Avahi's alternative name (the TXT "id"
 // still names the pairing). Runs on Qt's main loop. Its signals are emitted from the event loop,
 // never from inside an Avahi callback, so a handler may delete the advertiser.
+//
+// failed() carries the user-facing text "无法发布局域网服务（N）", N being Avahi's error code
+// (-26 while avahi-daemon is not running). After a daemon problem the advertiser keeps trying, and
+// registered() follows once the service is published again.
 class ServiceAdvertiser : public QObject {
     Q_OBJECT
 
@@ -27,7 +31,7 @@ public:
         Withdrawn,  // nothing to publish
         Waiting,    // waiting for avahi-daemon, or registering with it
         Registered, // the service is published under registeredName()
-        Failed,     // see failed()
+        Failed,     // see failed(); may still turn Registered when the daemon returns
     };
 
     explicit ServiceAdvertiser(QObject* parent = nullptr);
@@ -44,7 +48,7 @@ public:
 
 Q_SIGNALS:
     void registered(const QString& name);
-    void failed(const QString& reason);
+    void failed(const QString& issue);
 
 private:
     struct Wanted {
@@ -55,13 +59,14 @@ private:
     void handleGroupState(AvahiEntryGroup* group, int state);
     void registerService(AvahiClient* client);
     void takeAlternativeName();
-    void fail(const QString& reason);
+    void fail(int error);
 
     std::unique_ptr<AvahiConnection> m_connection;
     std::optional<Wanted> m_wanted;
     std::string m_name;
     AvahiEntryGroup* m_group = nullptr;
     State m_state = State::Withdrawn;
+    int m_error = 0; // Avahi's code of the last failure
 };
 
 } // namespace quillvane

@@ -39,8 +39,8 @@ void ServiceBrowser::start() {
         .running = [this](AvahiClient* client) { startBrowsing(client); },
         .suspended = [] {},
         .clientGone = [this] { forgetAll(true); },
-        .failed =
-            [this](const std::string& reason) { reportFailure(QString::fromStdString(reason)); },
+        .unavailable =
+            [this](int error) { reportFailure(QString::fromUtf8(avahi_strerror(error))); },
     });
     m_connection->open();
 }

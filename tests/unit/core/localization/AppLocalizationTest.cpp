@@ -15,6 +15,7 @@ AppLocalization::Catalogue catalogueFor(AppLanguage language) {
         {"%@ 已连接", "%@ connected"},
         {"%1$@ 发给 %2$@", "to %2$@ from %1$@"},
         {"无法删除配对", "Could not delete the pairing"},
+        {"无法发布局域网服务", "Could not announce this computer on the network"},
         {"Quillvane Microphone 不可用：%@", "Quillvane Microphone is unavailable: %@"},
         {"驱动版本过旧", "the driver is outdated"},
     };
@@ -46,6 +47,8 @@ TEST(AppLocalization, looksUpAndFormatsInTheResolvedLanguageWithTheKeyAsFallback
 
 TEST(AppLocalization, translatesCompositeIssueTextsPieceByPiece) {
     EXPECT_EQ(english.issue("无法删除配对（-25300）"), "Could not delete the pairing（-25300）");
+    EXPECT_EQ(english.issue("无法发布局域网服务（-26）"),
+              "Could not announce this computer on the network（-26）");
     // A prefix without an English entry shows in Chinese, bracket and number unchanged.
     EXPECT_EQ(english.issue("无法保存配对钥匙串（-34018）"), "无法保存配对钥匙串（-34018）");
     // Anything but prefix（whole 64-bit number） is looked up whole.
