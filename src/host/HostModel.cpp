@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <utility>
 
 #include "discovery/ServiceAdvertiser.h"
 #include "discovery/ServiceDiscovery.h"
@@ -206,13 +205,24 @@ void HostModel::setIssue(const QString& issue) {
 // issue says why while it lasts, and goes once input posts again.
 void HostModel::inputAvailabilityChanged() {
     const InputSink& input = *m_services.input;
-    if (!input.permitted()) {
-        m_inputIssue = QString::fromStdString(input.unavailableReason());
-        setIssue(*m_inputIssue);
-    } else if (const auto gone = std::exchange(m_inputIssue, std::nullopt); gone && m_issue == gone) {
+    if (!input.permitted())
+        raiseIssue(m_inputIssue, QString::fromStdString(input.unavailableReason()));
+    else
+        settleIssue(m_inputIssue);
+}
+
+void HostModel::raiseIssue(std::optional<QString>& cause, const QString& issue) {
+    cause = issue;
+    setIssue(issue);
+}
+
+void HostModel::settleIssue(std::optional<QString>& cause) {
+    // A later problem may have taken the issue's place; that one stays.
+    if (cause && m_issue == cause) {
         m_issue.reset();
         Q_EMIT issueChanged();
     }
+    cause.reset();
 }
 
 void HostModel::setConnected(bool connected) {
@@ -248,16 +258,25 @@ bool HostModel::isBound(const SecureLink* link) const {
 void HostModel::start() {
     if (m_listener)
         return;
+    std::optional<PairingProfile> profile;
     try {
-        auto profile = m_services.keychain->load("host");
+        profile = m_services.keychain->load("host");
         if (!profile) {
             std::string name = m_services.computerName ? m_services.computerName() : "";
             profile = m_services.keychain->create(name.empty() ? "Mac" : name);
             m_services.keychain->save(*profile, "host");
         }
-        m_profile = profile;
-        Q_EMIT profileChanged();
+    } catch (const std::exception& error) {
+        // A locked keyring or a dismissed prompt: the host stays stopped and says why; rotating
+        // the pairing or starting again tries the keyring once more.
+        raiseIssue(m_keychainIssue, text(error));
+        return;
+    }
+    settleIssue(m_keychainIssue);
+    m_profile = profile;
+    Q_EMIT profileChanged();
 
+    try {
         auto listener = std::make_unique<LinkListener>(SecureLink::parameters(*m_profile));
         listener->onConnection = [this](qintptr descriptor) { accept(descriptor); };
         if (!listener->listen()) {
@@ -271,11 +290,14 @@ void HostModel::start() {
     }
 
     m_advertiser = std::make_unique<ServiceAdvertiser>();
-    // Without the advertisement the phone cannot find this computer by itself; say so.
-    connect(m_advertiser.get(), &ServiceAdvertiser::failed, this, [this](const QString& reason) {
-        qCWarning(lcConnection).noquote() << QStringLiteral("Advertisement failed: ") + reason;
-        setIssue(reason);
+    // Without the advertisement the phone cannot find this computer by itself; say so until the
+    // advertiser, which keeps trying, has published it again.
+    connect(m_advertiser.get(), &ServiceAdvertiser::failed, this, [this](const QString& issue) {
+        qCWarning(lcConnection).noquote() << QStringLiteral("Advertisement failed: ") + issue;
+        raiseIssue(m_advertisementIssue, issue);
     });
+    connect(m_advertiser.get(), &ServiceAdvertiser::registered, this,
+            [this] { settleIssue(m_advertisementIssue); });
     m_advertiser->publish(ServiceDiscovery::advertisement(m_profile->id), m_listener->serverPort());
     qCInfo(lcConnection, "Listening on port %u", unsigned{m_listener->serverPort()});
     Q_EMIT portChanged();
@@ -310,7 +332,7 @@ void HostModel::rotatePairing() {
         const PairingProfile fresh = m_services.keychain->create(name.empty() ? "Mac" : name);
         m_services.keychain->save(fresh, "host");
     } catch (const std::exception& error) {
-        setIssue(text(error));
+        raiseIssue(m_keychainIssue, text(error));
         return;
     }
     stop();

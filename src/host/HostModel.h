@@ -137,6 +137,10 @@ private:
     void setStatus(const QString& status);
     void setIssue(const QString& issue);
     void inputAvailabilityChanged();
+    // For problems that end by themselves (the keyring, the advertisement): `cause` remembers the
+    // text, and settling clears the issue if that text is still the one shown.
+    void raiseIssue(std::optional<QString>& cause, const QString& issue);
+    void settleIssue(std::optional<QString>& cause);
     void setConnected(bool connected);
     void setSpeaking(bool speaking);
     bool isBound(const SecureLink* link) const;
@@ -154,8 +158,11 @@ private:
 
     QString m_status;
     std::optional<QString> m_issue;
-    // The input backend's reason while it cannot post.
+    // Problems that end by themselves, while they last (see raiseIssue): the input backend's
+    // reason while it cannot post, the keyring's failure, the advertisement's.
     std::optional<QString> m_inputIssue;
+    std::optional<QString> m_keychainIssue;
+    std::optional<QString> m_advertisementIssue;
     std::optional<PairingProfile> m_profile;
     bool m_connected = false;
     bool m_speaking = false;
