@@ -2,6 +2,8 @@
 
 #include <libsecret/secret.h>
 
+#include "keychain/SecretCall.h"
+
 namespace quillvane {
 
 namespace {
@@ -32,9 +34,12 @@ int takeStatus(GError* error) {
 
 } // namespace
 
+SecretServiceItemStore::SecretServiceItemStore(std::chrono::milliseconds timeLimit)
+    : m_timeLimit(timeLimit) {}
+
 bool SecretServiceItemStore::isAvailable() {
     GError* error = nullptr;
-    SecretService* service = secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, nullptr, &error);
+    SecretService* service = SecretServiceItemStore().connect(&error);
     if (!service) {
         g_error_free(error);
         return false;
@@ -43,54 +48,91 @@ bool SecretServiceItemStore::isAvailable() {
     return true;
 }
 
+SecretService* SecretServiceItemStore::connect(GError** error) const {
+    SecretCall call(m_timeLimit);
+    secret_service_get(SECRET_SERVICE_OPEN_SESSION, call.cancellable(), &SecretCall::done, &call);
+    return secret_service_get_finish(call.wait(), error);
+}
+
+GList* SecretServiceItemStore::search(SecretService* service, const std::string& account,
+                                      int flags, GError** error) const {
+    GHashTable* attributes = secret_attributes_build(pairingSchema(), "service", kService,
+                                                     "account", account.c_str(), nullptr);
+    SecretCall call(m_timeLimit);
+    secret_service_search(service, pairingSchema(), attributes,
+                          static_cast<SecretSearchFlags>(flags | SECRET_SEARCH_UNLOCK),
+                          call.cancellable(), &SecretCall::done, &call);
+    GList* items = secret_service_search_finish(service, call.wait(), error);
+    g_hash_table_unref(attributes);
+    return items;
+}
+
 ItemRead SecretServiceItemStore::read(const std::string& account) const {
     GError* error = nullptr;
-    SecretValue* value = secret_password_lookup_binary_sync(
-        pairingSchema(), nullptr, &error, "service", kService, "account", account.c_str(), nullptr);
-    if (error)
+    SecretService* service = connect(&error);
+    if (!service)
         return {takeStatus(error), std::nullopt};
-    if (!value)
-        return {};
-    gsize length = 0;
-    const gchar* bytes = secret_value_get(value, &length);
-    ItemRead found{0, std::string(bytes, length)};
-    secret_value_unref(value);
+    GList* items = search(service, account, SECRET_SEARCH_LOAD_SECRETS, &error);
+    ItemRead found;
+    if (error) {
+        found.status = takeStatus(error);
+    } else if (items) {
+        // Still locked after the search's unlock: the prompt was dismissed or could not show.
+        // Reading it as "no item" would make the host replace a pairing it merely cannot see.
+        SecretValue* value = secret_item_get_secret(SECRET_ITEM(items->data));
+        if (!value) {
+            found.status = SECRET_ERROR_IS_LOCKED;
+        } else {
+            gsize length = 0;
+            const gchar* bytes = secret_value_get(value, &length);
+            found.data = std::string(bytes, length);
+            secret_value_unref(value);
+        }
+    }
+    g_list_free_full(items, g_object_unref);
+    g_object_unref(service);
     return found;
 }
 
 int SecretServiceItemStore::write(const std::string& account, std::string_view data) const {
     GError* error = nullptr;
-    SecretService* service = secret_service_get_sync(SECRET_SERVICE_NONE, nullptr, &error);
+    SecretService* service = connect(&error);
     if (!service)
         return takeStatus(error);
-    GHashTable* attributes = secret_attributes_build(pairingSchema(), "service", kService,
-                                                     "account", account.c_str(), nullptr);
     // Update every item that matches, whoever made it; add one only when none does. Storing
     // alone would add a second item beside one written under another schema name.
-    GList* items = secret_service_search_sync(
-        service, pairingSchema(), attributes,
-        static_cast<SecretSearchFlags>(SECRET_SEARCH_ALL | SECRET_SEARCH_UNLOCK), nullptr, &error);
+    GList* items = search(service, account, SECRET_SEARCH_ALL, &error);
     SecretValue* value =
         secret_value_new(data.data(), static_cast<gssize>(data.size()), "text/plain");
     if (!error && !items) {
+        GHashTable* attributes = secret_attributes_build(pairingSchema(), "service", kService,
+                                                         "account", account.c_str(), nullptr);
         const std::string label = "Quillvane pairing (" + account + ")";
-        secret_service_store_sync(service, pairingSchema(), attributes, SECRET_COLLECTION_DEFAULT,
-                                  label.c_str(), value, nullptr, &error);
+        SecretCall call(m_timeLimit);
+        secret_service_store(service, pairingSchema(), attributes, SECRET_COLLECTION_DEFAULT,
+                             label.c_str(), value, call.cancellable(), &SecretCall::done, &call);
+        secret_service_store_finish(service, call.wait(), &error);
+        g_hash_table_unref(attributes);
     }
-    for (GList* item = items; item && !error; item = item->next)
-        secret_item_set_secret_sync(SECRET_ITEM(item->data), value, nullptr, &error);
+    for (GList* item = items; item && !error; item = item->next) {
+        SecretCall call(m_timeLimit);
+        secret_item_set_secret(SECRET_ITEM(item->data), value, call.cancellable(),
+                               &SecretCall::done, &call);
+        secret_item_set_secret_finish(SECRET_ITEM(item->data), call.wait(), &error);
+    }
     secret_value_unref(value);
     g_list_free_full(items, g_object_unref);
-    g_hash_table_unref(attributes);
     g_object_unref(service);
     return error ? takeStatus(error) : 0;
 }
 
 int SecretServiceItemStore::remove(const std::string& account) const {
     GError* error = nullptr;
+    SecretCall call(m_timeLimit);
+    secret_password_clear(pairingSchema(), call.cancellable(), &SecretCall::done, &call, "service",
+                          kService, "account", account.c_str(), nullptr);
     // FALSE without an error means there was nothing to remove.
-    secret_password_clear_sync(pairingSchema(), nullptr, &error, "service", kService, "account",
-                               account.c_str(), nullptr);
+    secret_password_clear_finish(call.wait(), &error);
     return error ? takeStatus(error) : 0;
 }
 
