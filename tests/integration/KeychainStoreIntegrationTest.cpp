@@ -85,11 +85,21 @@ protected:
     const std::string m_account = "test-" + randomUuid().toString();
 };
 
-TEST_P(KeychainStoreIntegration, savesOverAnyItemRemovesAndReloadsWhatItSaved) {
+TEST_P(KeychainStoreIntegration, refusesAnEditedKeySavesOverAnyItemRemovesAndReloads) {
     EXPECT_NO_THROW(store().remove(m_account)) << "an account never written";
     EXPECT_EQ(store().load(m_account), std::nullopt);
-    // An item another program wrote, then ours twice: one item remains, with the latest profile.
-    writeRaw(m_account, "edited by hand");
+    // An item edited by hand to an upper-case key is refused on load...
+    PairingProfile edited = KeychainStore::create("Mac");
+    for (char& c : edited.secret)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    writeRaw(m_account, edited.toJson());
+    try {
+        store().load(m_account);
+        ADD_FAILURE() << "loaded";
+    } catch (const PadError& error) {
+        EXPECT_EQ(error.message(), "保存的配对密钥无效");
+    }
+    // ...and saved over, twice: one item remains, with the latest profile.
     store().save(KeychainStore::create("first"), m_account);
     const PairingProfile profile = KeychainStore::create("Studio 电脑");
     store().save(profile, m_account);
@@ -103,19 +113,6 @@ TEST_P(KeychainStoreIntegration, savesOverAnyItemRemovesAndReloadsWhatItSaved) {
     store().remove(m_account);
     EXPECT_EQ(store().load(m_account), std::nullopt);
     EXPECT_EQ(itemCount(m_account), 0);
-}
-
-TEST_P(KeychainStoreIntegration, aStoredUpperCaseSecretIsRefusedOnLoad) {
-    PairingProfile profile = KeychainStore::create("Mac");
-    for (char& c : profile.secret)
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    writeRaw(m_account, profile.toJson());
-    try {
-        store().load(m_account);
-        FAIL() << "loaded";
-    } catch (const PadError& error) {
-        EXPECT_EQ(error.message(), "保存的配对密钥无效");
-    }
 }
 
 // Only the Secret Service case touches the shared "phone" account; the file case has its own

@@ -8,8 +8,6 @@
 
 #include "IntegrationTest.h"
 
-#include <QProcessEnvironment>
-
 #include "Random.h"
 #include "discovery/ServiceAdvertiser.h"
 #include "discovery/ServiceBrowser.h"
@@ -101,20 +99,6 @@ TEST_F(ServiceDiscoveryIntegration, publishingANewIdReplacesTheOldName) {
     EXPECT_EQ(m_registered.back(), newId);
     EXPECT_TRUE(waitForBrowsed(newId));
     EXPECT_FALSE(waitForBrowsed(oldId, false)) << "the revoked id is still advertised";
-}
-
-TEST_F(ServiceDiscoveryIntegration, comesBackAfterTheDaemonRestarts) {
-    const QString id = publish(40004);
-    ASSERT_TRUE(waitForBrowsed(id));
-    const auto restarted = testing_support::runTool(
-        qEnvironmentVariable("QUILLVANE_TEST_ENV_DIR") + QStringLiteral("/restart-avahi"), {});
-    ASSERT_EQ(restarted.exitCode, 0) << restarted.errors.toStdString();
-    // The new daemon knows nothing of the old registration: finding it proves we registered again.
-    EXPECT_TRUE(waitUntil([&] { return m_registered.size() == 2; }, 15000))
-        << "state " << int(m_advertiser.state()) << ", failure " << m_failure.toStdString();
-    const auto found = waitForBrowsed(id);
-    ASSERT_TRUE(found);
-    EXPECT_EQ(found->port, 40004);
 }
 
 TEST_F(ServiceDiscoveryIntegration, serviceBrowserFindsWhatIsPublishedUntilWithdrawn) {

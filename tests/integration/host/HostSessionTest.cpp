@@ -60,7 +60,14 @@ TEST_F(HostSession, bindsControlThenAudioAndAnswersHeartbeats) {
     const auto reply = phone.await(phone.control(), Kind::heartbeat);
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->doubleClickInterval, 0.35);
+
+    // A second hello on a bound channel is answered, not closed.
+    phone.hello(phone.control(), "control");
+    const auto repeated = phone.await(phone.control(), Kind::failure, 1);
+    ASSERT_TRUE(repeated);
+    EXPECT_EQ(repeated->text, "重复或无效握手");
     EXPECT_FALSE(phone.isClosed(phone.control()));
+    EXPECT_TRUE(m_host->connected());
 }
 
 TEST_F(HostSession, refusesAudioBeforeControlAndOtherClients) {
@@ -90,17 +97,12 @@ TEST_F(HostSession, refusesAudioBeforeControlAndOtherClients) {
     phone.control().send(move);
     EXPECT_TRUE(QTest::qWaitFor([&] { return recorded("move samples=1"); }, kGenerousMs));
     EXPECT_TRUE(m_host->connected());
-}
 
-TEST_F(HostSession, aRepeatedHelloOnABoundChannelIsAnsweredNotClosed) {
-    TestController phone(*m_host);
-    ASSERT_TRUE(phone.bind());
-    phone.hello(phone.control(), "control");
-    const auto failure = phone.await(phone.control(), Kind::failure);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->text, "重复或无效握手");
-    EXPECT_FALSE(phone.isClosed(phone.control()));
-    EXPECT_TRUE(m_host->connected());
+    // Losing either channel drops the whole controller and what it held.
+    phone.audio().close();
+    EXPECT_TRUE(phone.awaitClosed(phone.control()));
+    EXPECT_FALSE(m_host->connected());
+    EXPECT_TRUE(recorded("releaseAll"));
 }
 
 TEST_F(HostSession, aHeartbeatGapOverFourSecondsDropsBothChannels) {
@@ -113,15 +115,6 @@ TEST_F(HostSession, aHeartbeatGapOverFourSecondsDropsBothChannels) {
     EXPECT_FALSE(m_host->connected());
     EXPECT_EQ(m_host->issue(), QStringLiteral("连接中断，已释放所有按键"));
     EXPECT_EQ(m_host->status(), QStringLiteral("等待 iPhone 连接"));
-    EXPECT_TRUE(recorded("releaseAll"));
-}
-
-TEST_F(HostSession, closingTheAudioChannelDropsTheControlChannel) {
-    TestController phone(*m_host);
-    ASSERT_TRUE(phone.bind());
-    phone.audio().close();
-    EXPECT_TRUE(phone.awaitClosed(phone.control()));
-    EXPECT_FALSE(m_host->connected());
     EXPECT_TRUE(recorded("releaseAll"));
 }
 
@@ -168,6 +161,25 @@ TEST_F(HostSession, rejectsWithTheRightTextOnBoundAndUnboundLinks) {
     ASSERT_TRUE(audioInvalid);
     EXPECT_EQ(audioInvalid->text, "无效音频消息");
 
+    // Bad input is refused before it is posted, and releases whatever was held.
+    m_input.clear();
+    WireMessage tooMany(Kind::move);
+    tooMany.movementSamples = std::vector<TrackpadVector>(65, TrackpadVector{1, 1});
+    phone.control().send(tooMany);
+    const auto badMove = phone.await(phone.control(), Kind::failure, 2);
+    ASSERT_TRUE(badMove);
+    EXPECT_EQ(badMove->text, "无效移动事件");
+    EXPECT_FALSE(recorded("move"));
+    EXPECT_TRUE(recorded("releaseAll"));
+    m_input.setPermitted(false);
+    WireMessage drag(Kind::drag);
+    drag.flag = true;
+    phone.control().send(drag);
+    const auto refused = phone.await(phone.control(), Kind::failure, 3);
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->text, "请授予辅助功能权限");
+    EXPECT_EQ(m_host->issue(), QStringLiteral("请授予辅助功能权限"));
+
     // Another link while a controller is bound: not one of its channels.
     TestController other(*m_host);
     ASSERT_TRUE(other.connect(other.control()));
@@ -210,31 +222,6 @@ TEST_F(HostSession, routesInputMessagesWithTheirDefaults) {
     EXPECT_EQ(m_input.calls(), expected);
 }
 
-TEST_F(HostSession, badInputIsReportedAndReleasesEverythingWithoutClosing) {
-    TestController phone(*m_host);
-    ASSERT_TRUE(phone.bind());
-
-    WireMessage tooMany(Kind::move);
-    tooMany.movementSamples = std::vector<TrackpadVector>(65, TrackpadVector{1, 1});
-    phone.control().send(tooMany);
-    const auto failure = phone.await(phone.control(), Kind::failure);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->text, "无效移动事件");
-    EXPECT_FALSE(recorded("move"));
-    EXPECT_TRUE(recorded("releaseAll"));
-
-    m_input.setPermitted(false);
-    WireMessage drag(Kind::drag);
-    drag.flag = true;
-    phone.control().send(drag);
-    const auto refused = phone.await(phone.control(), Kind::failure, 1);
-    ASSERT_TRUE(refused);
-    EXPECT_EQ(refused->text, "请授予辅助功能权限");
-    EXPECT_EQ(m_host->issue(), QStringLiteral("请授予辅助功能权限"));
-    EXPECT_FALSE(phone.isClosed(phone.control()));
-    EXPECT_TRUE(m_host->connected());
-}
-
 namespace {
 
 QString browse() {
@@ -249,6 +236,12 @@ bool advertised(const Uuid& id) {
     const QString name = QString::fromStdString(id.toString());
     return QTest::qWaitFor([&] { return browse().contains(QStringLiteral(";") + name + QStringLiteral(";")); },
                            kGenerousMs);
+}
+
+int avahiControl(const char* command) {
+    return QProcess::execute(qEnvironmentVariable("QUILLVANE_TEST_ENV_DIR") +
+                                 QStringLiteral("/avahi-control"),
+                             {QString::fromLatin1(command)});
 }
 
 long residentKilobytes() {
@@ -289,24 +282,31 @@ TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
                                 kGenerousMs));
 }
 
+TEST_F(HostSession, aStoppedAvahiDaemonIsTheIssueUntilTheServiceIsListedAgain) {
+    const Uuid id = m_host->profile()->id;
+    ASSERT_TRUE(advertised(id));
+    ASSERT_EQ(avahiControl("stop"), 0);
+    const bool shown = QTest::qWaitFor(
+        [&] { return m_host->issue() == QStringLiteral("无法发布局域网服务（-26）"); }, kGenerousMs);
+    ASSERT_EQ(avahiControl("start"), 0); // before any verdict: the other tests need the daemon
+    EXPECT_TRUE(shown) << m_host->issue().toStdString();
+    // The new daemon knows nothing of the old registration: listing it proves we published again.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_host->hasIssue(); }, kGenerousMs))
+        << m_host->issue().toStdString();
+    EXPECT_TRUE(advertised(id));
+}
+
 TEST_F(HostSession, hostilePeersNeitherDisturbTheControllerNorGrowMemory) {
     TestController phone(*m_host);
     ASSERT_TRUE(phone.bind());
     const long residentBefore = residentKilobytes();
 
-    // Plain bytes where a TLS handshake belongs.
+    // Plain bytes where a TLS handshake belongs (the link's own tests cover frames it cannot
+    // take), and a peer that trickles a hello one byte a second.
     QTcpSocket plain;
     plain.connectToHost(QStringLiteral("127.0.0.1"), m_host->port());
     ASSERT_TRUE(plain.waitForConnected(kGenerousMs));
     plain.write(QByteArray(4096, 'G'));
-    // A header announcing more than a frame may hold, and a message of another protocol version.
-    TestController oversized(*m_host);
-    ASSERT_TRUE(oversized.connect(oversized.control()));
-    oversized.control().sendRaw(QByteArray(65'537, ' '));
-    TestController newer(*m_host);
-    ASSERT_TRUE(newer.connect(newer.control()));
-    newer.control().sendRaw(QByteArrayLiteral(R"({"kind":"hello","version":2})"));
-    // A peer that trickles a hello one byte a second.
     TestController trickle(*m_host);
     ASSERT_TRUE(trickle.connect(trickle.control()));
     WireMessage hello(Kind::hello);
@@ -321,8 +321,6 @@ TEST_F(HostSession, hostilePeersNeitherDisturbTheControllerNorGrowMemory) {
     });
     drip.start(1000);
 
-    EXPECT_TRUE(oversized.awaitClosed(oversized.control()));
-    EXPECT_TRUE(newer.awaitClosed(newer.control()));
     EXPECT_TRUE(QTest::qWaitFor([&] { return plain.state() == QAbstractSocket::UnconnectedState; },
                                 kGenerousMs));
 

@@ -20,7 +20,7 @@ void HostFixture::TearDown() {
     m_host.reset();
 }
 
-void HostFixture::startHost() {
+void HostFixture::makeHost() {
     m_host = std::make_unique<HostModel>(HostModel::Services{
         .keychain = m_keychain.get(),
         .input = &m_input,
@@ -30,6 +30,10 @@ void HostFixture::startHost() {
         .uptime = uptimeSeconds,
         .doubleClickInterval = [] { return 0.35; },
         .computerName = [] { return std::string("Test Host"); }});
+}
+
+void HostFixture::startHost() {
+    makeHost();
     m_host->start();
     ASSERT_TRUE(m_host->isStarted()) << m_host->issue().toStdString();
 }

@@ -35,6 +35,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // The host, not yet started.
+    void makeHost();
     void startHost();
 
     QTemporaryDir m_dir;
