@@ -7,13 +7,14 @@
 namespace quillvane {
 
 // One asynchronous libsecret call run to its end on a private GLib context, as libsecret's own
-// *_sync calls run, except that it is cancelled after a time limit: an unlock prompt that nobody
-// answers must not hold the host (and its start) forever. A cancelled call finishes with
-// G_IO_ERROR_CANCELLED, as a dismissed prompt does.
+// *_sync calls run, except that it has a time limit: an unlock prompt that nobody answers must
+// not hold the host (and its start) forever. At the limit the call is cancelled; a call that does
+// not finish even then (gnome-keyring waiting on a prompter that never answers) is abandoned.
 //
 //     SecretCall call(limit);
-//     secret_service_get(flags, call.cancellable(), &SecretCall::done, &call);
-//     SecretService* service = secret_service_get_finish(call.wait(), &error);
+//     secret_service_get(flags, call.cancellable(), &SecretCall::done, call.data());
+//     GAsyncResult* result = call.wait(&error);
+//     SecretService* service = result ? secret_service_get_finish(result, &error) : nullptr;
 //
 // Asynchronous calls made while the SecretCall exists report to its context, so make exactly
 // one, between construction and wait().
@@ -25,16 +26,26 @@ public:
     SecretCall& operator=(const SecretCall&) = delete;
 
     GCancellable* cancellable() const { return m_cancellable; }
-    // The GAsyncReadyCallback to pass, with the SecretCall as its data.
-    static void done(GObject* source, GAsyncResult* result, gpointer self);
-    // Runs the private context until the call has finished; the result lives as long as this.
-    GAsyncResult* wait();
+    gpointer data() const { return m_outcome; }
+    // The GAsyncReadyCallback to pass, with data() as its data.
+    static void done(GObject* source, GAsyncResult* result, gpointer outcome);
+    // Runs the private context until the call has finished, and returns its result (which lives
+    // as long as this); null with G_IO_ERROR_TIMED_OUT in `error` when the call was abandoned.
+    GAsyncResult* wait(GError** error);
 
 private:
+    // Shared with the callback; an abandoned call's callback, should it ever run, frees it.
+    struct Outcome {
+        GAsyncResult* result = nullptr;
+        bool abandoned = false;
+    };
+
     GMainContext* m_context;
     GCancellable* m_cancellable;
-    GSource* m_timeout;
-    GAsyncResult* m_result = nullptr;
+    Outcome* m_outcome;
+    GSource* m_cancelAt;
+    GSource* m_abandonAt;
+    bool m_expired = false;
 };
 
 } // namespace quillvane

@@ -50,19 +50,22 @@ bool SecretServiceItemStore::isAvailable() {
 
 SecretService* SecretServiceItemStore::connect(GError** error) const {
     SecretCall call(m_timeLimit);
-    secret_service_get(SECRET_SERVICE_OPEN_SESSION, call.cancellable(), &SecretCall::done, &call);
-    return secret_service_get_finish(call.wait(), error);
+    secret_service_get(SECRET_SERVICE_OPEN_SESSION, call.cancellable(), &SecretCall::done,
+                       call.data());
+    GAsyncResult* result = call.wait(error);
+    return result ? secret_service_get_finish(result, error) : nullptr;
 }
 
-GList* SecretServiceItemStore::search(SecretService* service, const std::string& account,
-                                      int flags, GError** error) const {
+GList* SecretServiceItemStore::search(SecretService* service, const std::string& account, int flags,
+                                      GError** error) const {
     GHashTable* attributes = secret_attributes_build(pairingSchema(), "service", kService,
                                                      "account", account.c_str(), nullptr);
     SecretCall call(m_timeLimit);
     secret_service_search(service, pairingSchema(), attributes,
                           static_cast<SecretSearchFlags>(flags | SECRET_SEARCH_UNLOCK),
-                          call.cancellable(), &SecretCall::done, &call);
-    GList* items = secret_service_search_finish(service, call.wait(), error);
+                          call.cancellable(), &SecretCall::done, call.data());
+    GAsyncResult* result = call.wait(error);
+    GList* items = result ? secret_service_search_finish(service, result, error) : nullptr;
     g_hash_table_unref(attributes);
     return items;
 }
@@ -110,15 +113,18 @@ int SecretServiceItemStore::write(const std::string& account, std::string_view d
         const std::string label = "Quillvane pairing (" + account + ")";
         SecretCall call(m_timeLimit);
         secret_service_store(service, pairingSchema(), attributes, SECRET_COLLECTION_DEFAULT,
-                             label.c_str(), value, call.cancellable(), &SecretCall::done, &call);
-        secret_service_store_finish(service, call.wait(), &error);
+                             label.c_str(), value, call.cancellable(), &SecretCall::done,
+                             call.data());
+        if (GAsyncResult* result = call.wait(&error))
+            secret_service_store_finish(service, result, &error);
         g_hash_table_unref(attributes);
     }
     for (GList* item = items; item && !error; item = item->next) {
         SecretCall call(m_timeLimit);
         secret_item_set_secret(SECRET_ITEM(item->data), value, call.cancellable(),
-                               &SecretCall::done, &call);
-        secret_item_set_secret_finish(SECRET_ITEM(item->data), call.wait(), &error);
+                               &SecretCall::done, call.data());
+        if (GAsyncResult* result = call.wait(&error))
+            secret_item_set_secret_finish(SECRET_ITEM(item->data), result, &error);
     }
     secret_value_unref(value);
     g_list_free_full(items, g_object_unref);
@@ -129,10 +135,11 @@ int SecretServiceItemStore::write(const std::string& account, std::string_view d
 int SecretServiceItemStore::remove(const std::string& account) const {
     GError* error = nullptr;
     SecretCall call(m_timeLimit);
-    secret_password_clear(pairingSchema(), call.cancellable(), &SecretCall::done, &call, "service",
-                          kService, "account", account.c_str(), nullptr);
+    secret_password_clear(pairingSchema(), call.cancellable(), &SecretCall::done, call.data(),
+                          "service", kService, "account", account.c_str(), nullptr);
     // FALSE without an error means there was nothing to remove.
-    secret_password_clear_finish(call.wait(), &error);
+    if (GAsyncResult* result = call.wait(&error))
+        secret_password_clear_finish(result, &error);
     return error ? takeStatus(error) : 0;
 }
 
