@@ -60,15 +60,17 @@ protected:
 
 } // namespace
 
-TEST_F(HostProcess, aControllerFindsTheHostByItsLinkAndSigtermClosesIt) {
+TEST_F(HostProcess, aControllerFindsTheHostByItsLinkSigtermClosesItAndTheKeySurvives) {
     QProcess host;
     startHost(host, {QStringLiteral("--headless"), QStringLiteral("--show-pairing")});
-    ASSERT_FALSE(link().isEmpty());
+    const QString pairing = link();
+    const QByteArray secret = pairing.section(QStringLiteral("key="), 1).toLatin1();
+    ASSERT_EQ(secret.size(), 64);
 
     QProcess controller;
     controller.setProcessEnvironment(environment());
     controller.start(binary("quillvane-controller"),
-                     {link(), QStringLiteral("move 3 4"), QStringLiteral("text 世界"),
+                     {pairing, QStringLiteral("move 3 4"), QStringLiteral("text 世界"),
                       QStringLiteral("raw control {\"kind\":\"voiceDone\",\"version\":1}"),
                       QStringLiteral("wait 60")});
     QByteArray seen;
@@ -90,38 +92,26 @@ TEST_F(HostProcess, aControllerFindsTheHostByItsLinkAndSigtermClosesIt) {
     EXPECT_EQ(host.exitCode(), 0);
     m_output += host.readAllStandardOutput();
     EXPECT_TRUE(m_output.contains("Stopped."));
+    EXPECT_FALSE(host.readAllStandardError().contains(secret)) << "the key must never reach the log";
     ASSERT_TRUE(controller.waitForFinished(kGenerousMs));
     seen += controller.readAllStandardOutput();
     EXPECT_TRUE(seen.contains("closed control")) << seen.toStdString();
     EXPECT_EQ(controller.exitCode(), 1);
-}
-
-TEST_F(HostProcess, theKeyAppearsOnlyWhenAskedForAndSurvivesARestart) {
-    QProcess first;
-    startHost(first, {QStringLiteral("--headless"), QStringLiteral("--show-pairing")});
-    const QString pairing = link();
-    const QString secret = pairing.section(QStringLiteral("key="), 1);
-    ASSERT_EQ(secret.size(), 64);
-    first.terminate();
-    ASSERT_TRUE(first.waitForFinished(kGenerousMs));
-    const QByteArray firstErrors = first.readAllStandardError();
-    EXPECT_FALSE(firstErrors.contains(secret.toLatin1())) << "the key must never reach the log";
 
     // Same user data: the same pairing comes back, and without --show-pairing the key is not shown.
     m_output.clear();
     QProcess second;
     startHost(second, {QStringLiteral("--headless")});
-    // A controller holding the first run's link still binds: the profile survived.
-    QProcess controller;
-    controller.setProcessEnvironment(environment());
-    controller.start(binary("quillvane-controller"), {pairing, QStringLiteral("wait 0.2")});
-    ASSERT_TRUE(controller.waitForFinished(kGenerousMs));
-    const QByteArray answer = controller.readAllStandardOutput() + controller.readAllStandardError();
+    QProcess again;
+    again.setProcessEnvironment(environment());
+    again.start(binary("quillvane-controller"), {pairing, QStringLiteral("wait 0.2")});
+    ASSERT_TRUE(again.waitForFinished(kGenerousMs));
+    const QByteArray answer = again.readAllStandardOutput() + again.readAllStandardError();
     EXPECT_TRUE(answer.contains("audio {\"kind\":\"welcome\"")) << answer.toStdString();
-
     second.terminate();
     ASSERT_TRUE(second.waitForFinished(kGenerousMs));
-    const QByteArray everything = m_output + second.readAllStandardOutput() + second.readAllStandardError();
-    EXPECT_FALSE(everything.contains(secret.toLatin1()));
+    const QByteArray everything =
+        m_output + second.readAllStandardOutput() + second.readAllStandardError();
+    EXPECT_FALSE(everything.contains(secret));
     EXPECT_FALSE(everything.contains("quillvane://pair?"));
 }
