@@ -98,8 +98,12 @@ TEST_F(HostSession, refusesAudioBeforeControlAndOtherClients) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return recorded("move samples=1"); }, kGenerousMs));
     EXPECT_TRUE(m_host->connected());
 
-    // Losing either channel drops the whole controller and what it held.
+    // Losing either channel drops the whole controller and what it held, at once: not only when
+    // the missing heartbeats would.
+    const int links = m_host->linkCount();
     phone.audio().close();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_host->linkCount() < links; }, kGenerousMs));
+    EXPECT_FALSE(m_host->connected());
     EXPECT_TRUE(phone.awaitClosed(phone.control()));
     EXPECT_FALSE(m_host->connected());
     EXPECT_TRUE(recorded("releaseAll"));
