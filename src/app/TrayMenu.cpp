@@ -1,5 +1,6 @@
 #include "TrayMenu.h"
 
+#include <QCursor>
 #include <QEvent>
 #include <QIcon>
 
@@ -35,6 +36,12 @@ TrayMenu::TrayMenu(HostModel& host, std::function<QString(const QString&)> trans
     connect(&m_host, &HostModel::connectedChanged, this, &TrayMenu::showHostState);
     connect(&m_host, &HostModel::speakingChanged, this, &TrayMenu::showHostState);
     m_icon.setContextMenu(this);
+    // A click on the item opens the menu, as on a menu bar; trays that show the menu by themselves
+    // (over dbusmenu) never ask for this.
+    connect(&m_icon, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::Context)
+            popup(QCursor::pos());
+    });
     retranslate();
 }
 
