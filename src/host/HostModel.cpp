@@ -317,9 +317,7 @@ void HostModel::stop() {
     m_listener.reset();
     disconnect();
     // Closing a link removes it from the table through its close handler; take the table first.
-    auto peers = std::move(m_peers);
-    m_peers.clear();
-    for (auto& [id, link] : peers)
+    for (auto& link : m_links.takeAll())
         if (link)
             link->close();
     if (wasListening)
@@ -342,15 +340,23 @@ void HostModel::rotatePairing() {
 // --- Links ----------------------------------------------------------------------------------
 
 void HostModel::accept(qintptr descriptor) {
-    if (m_peers.size() >= maximumLinks) {
-        // Links in any state count, handshakes included, so a flood cannot grow the table.
-        LinkListener::refuse(descriptor);
-        return;
-    }
     auto* link = m_listener->wrap(descriptor, this);
     if (!link)
         return;
-    m_peers[link->id()] = link;
+    // Links in any state count, handshakes included, so a flood cannot grow the table; but
+    // connections that have not proven the key cannot keep the phone out either.
+    const LinkAdmission::Decision decision = m_links.admit(link, now());
+    if (!decision.admitted) {
+        delete link; // never started: closing the socket is all there is
+        return;
+    }
+    if (const QPointer<SecureLink> displaced = decision.displaced) {
+        // Released without its close handler: the admission log accounts for displaced links
+        // once a second, where a flood would otherwise write a "Peer closed" line for each.
+        displaced->onClose = nullptr;
+        displaced->close();
+        displaced->deleteLater();
+    }
 
     QPointer<SecureLink> weak(link);
     link->onMessage = [this, weak](const WireMessage& message) {
@@ -373,7 +379,7 @@ void HostModel::accept(qintptr descriptor) {
 
 void HostModel::linkClosed(SecureLink* link, const std::optional<QString>& reason) {
     qCInfo(lcConnection).noquote() << QStringLiteral("Peer closed reason=") + reason.value_or(QStringLiteral("none"));
-    m_peers.erase(link->id());
+    m_links.remove(link);
     if (isBound(link))
         disconnect();
     link->deleteLater();

@@ -13,6 +13,7 @@
 
 #include "AudioSink.h"
 #include "InputSink.h"
+#include "net/LinkAdmission.h"
 #include "pairing/PairingProfile.h"
 #include "protocol/WireMessage.h"
 #include "voice/VoiceShortcutMode.h"
@@ -56,7 +57,7 @@ public:
         std::function<std::string()> computerName;   // for new pairing profiles
     };
 
-    static constexpr int maximumLinks = 8;
+    static constexpr int maximumLinks = static_cast<int>(LinkAdmission::kCapacity);
     static constexpr double handshakeDeadline = 10.0;
     static constexpr double heartbeatLimit = 4.0;
 
@@ -80,7 +81,7 @@ public:
     bool keyProtected() const;
     quint16 port() const;
     bool isStarted() const { return m_listener != nullptr; }
-    int linkCount() const { return static_cast<int>(m_peers.size()); }
+    int linkCount() const { return static_cast<int>(m_links.size()); }
 
     QString deviceUID() const { return m_deviceUID; }
     void setDeviceUID(const QString& uid);
@@ -149,7 +150,7 @@ private:
     Services m_services;
     std::unique_ptr<LinkListener> m_listener;
     std::unique_ptr<ServiceAdvertiser> m_advertiser;
-    std::map<Uuid, QPointer<SecureLink>> m_peers;
+    LinkAdmission m_links;
     QPointer<SecureLink> m_control;
     QPointer<SecureLink> m_audio;
     std::optional<Uuid> m_clientID;

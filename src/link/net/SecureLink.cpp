@@ -77,6 +77,8 @@ std::int64_t SecureLink::outstanding() const {
     return m_socket->bytesToWrite() + m_socket->encryptedBytesToWrite();
 }
 
+QHostAddress SecureLink::peerAddress() const { return m_socket->peerAddress(); }
+
 void SecureLink::start() {
     if (m_started || m_closed)
         return;
@@ -91,9 +93,11 @@ void SecureLink::start() {
     connect(socket, &QSslSocket::preSharedKeyAuthenticationRequired, this,
             &SecureLink::handlePreSharedKey, Qt::DirectConnection);
 
-    // Armed once and never cancelled: it does nothing for a link that is ready or closed.
-    // Precise, so a link that becomes ready just inside the deadline is never cut early.
+    // Armed once and never cancelled: they do nothing for a link that is ready or closed.
+    // Precise, so a link that is in time by a hair is never cut early.
     QTimer::singleShot(m_readyDeadline, Qt::PreciseTimer, this, &SecureLink::handleDeadline);
+    QTimer::singleShot(kIdentityDeadline, Qt::PreciseTimer, this,
+                       &SecureLink::handleIdentityDeadline);
     socket->startServerEncryption();
 }
 
@@ -182,7 +186,8 @@ void SecureLink::handleDisconnected() {
     close(QStringLiteral("连接已关闭"));
 }
 
-void SecureLink::handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator) const {
+void SecureLink::handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator) {
+    m_identityPresented = true;
     // Leaving the key empty for any other identity makes the handshake fail.
     if (authenticator->identity() == m_parameters.identity)
         authenticator->setPreSharedKey(m_parameters.key);
@@ -190,6 +195,11 @@ void SecureLink::handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator
 
 void SecureLink::handleDeadline() {
     if (!m_ready)
+        close(QStringLiteral("连接超时，请检查配对码和网络"));
+}
+
+void SecureLink::handleIdentityDeadline() {
+    if (!m_identityPresented && !m_ready)
         close(QStringLiteral("连接超时，请检查配对码和网络"));
 }
 

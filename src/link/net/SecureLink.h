@@ -7,6 +7,7 @@
 #include <optional>
 
 #include <QByteArray>
+#include <QHostAddress>
 #include <QObject>
 #include <QSslConfiguration>
 #include <QString>
@@ -41,6 +42,13 @@ public:
     };
 
     static constexpr std::chrono::milliseconds kReadyDeadline{8000};
+    // A controller presents its pairing identity in its second flight, one round trip after
+    // connecting: tens of milliseconds on a home network; a lost packet costs a one-second
+    // retransmission, and three seconds leave room for one in each flight. A connection that has
+    // not presented an identity by then is not a phone about to bind but a place held in the
+    // host's table of eight, so it goes long before the ready deadline, which stays for
+    // handshakes under way on a slow network.
+    static constexpr std::chrono::milliseconds kIdentityDeadline{3000};
     // Bytes of frames the link may have written that the kernel has not yet taken.
     static constexpr std::int64_t kMaximumOutstanding = 0x40000;
     // Largest piece of the stream handed to the decoder at once, so one pass stays short.
@@ -67,11 +75,13 @@ public:
     const Uuid& id() const { return m_id; }
     bool isReady() const { return m_ready; }
     bool isClosed() const { return m_closed; }
+    QHostAddress peerAddress() const;
     // Bytes written by the link that the kernel has not taken yet: frames still waiting for
     // encryption plus records waiting for the socket (these include TLS record overhead).
     std::int64_t outstanding() const;
 
-    // Starts the server handshake and arms the ready deadline. Call once, after the callbacks.
+    // Starts the server handshake and arms the identity and ready deadlines. Call once, after the
+    // callbacks.
     void start();
     // Queues one frame; silently dropped before ready and after close. Closes the link instead
     // when the message cannot be encoded or the backlog would pass kMaximumOutstanding.
@@ -89,7 +99,8 @@ private:
     void handleReadyRead();
     void handleError();
     void handleDisconnected();
-    void handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator) const;
+    void handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator);
+    void handleIdentityDeadline();
     void handleDeadline();
     void readAvailable();
     void deliver(const QByteArray& chunk);
@@ -100,6 +111,7 @@ private:
     std::chrono::milliseconds m_readyDeadline;
     FrameDecoder m_decoder;
     bool m_started = false;
+    bool m_identityPresented = false;
     bool m_ready = false;
     bool m_closed = false;
 };
