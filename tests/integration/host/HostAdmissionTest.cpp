@@ -1,0 +1,107 @@
+// Who gets one of the host's eight places: the phone against connections that never speak, from
+// other loopback addresses (127.0.0.2 and up are local on Linux without any set-up).
+
+#include "HostTestSupport.h"
+
+#include <algorithm>
+
+#include <QTcpSocket>
+
+#include "ConnectionSquatters.h"
+
+using namespace quillvane;
+using namespace quillvane::test;
+
+namespace {
+
+class HostAdmission : public HostFixture {
+protected:
+    void SetUp() override {
+        HostFixture::SetUp();
+        startHost();
+    }
+
+    static QHostAddress loopback(int last) {
+        return QHostAddress(QStringLiteral("127.0.0.%1").arg(last));
+    }
+
+    std::unique_ptr<ConnectionSquatters> squat(int last, int count) {
+        auto squatters = std::make_unique<ConnectionSquatters>(
+            loopback(last), count, QStringLiteral("127.0.0.1"), m_host->port());
+        squatters->start();
+        return squatters;
+    }
+};
+
+int ended(const std::vector<std::unique_ptr<ConnectionSquatters>>& squatters) {
+    int count = 0;
+    for (const auto& squatter : squatters)
+        count += squatter->ended();
+    return count;
+}
+
+} // namespace
+
+TEST_F(HostAdmission, thePhoneBindsPastSquattersWhoNeverDisplaceItsChannels) {
+    struct Pattern {
+        const char* name;
+        int addresses;
+        int each;
+    };
+    for (const Pattern& pattern : {Pattern{"12 from one address", 1, 12},
+                                   Pattern{"6 from each of four addresses", 4, 6}}) {
+        SCOPED_TRACE(pattern.name);
+        std::vector<std::unique_ptr<ConnectionSquatters>> squatters;
+        for (int i = 0; i < pattern.addresses; ++i)
+            squatters.push_back(squat(2 + i, pattern.each));
+        // Every place is held, and the squatters come back as fast as they are ended.
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return m_host->linkCount() == 8 && ended(squatters) > 20; }, kGenerousMs));
+
+        TestController phone(*m_host);
+        ASSERT_TRUE(phone.bind());
+
+        // Squatters from the phone's own address too: its address then holds the most places,
+        // and only the squatters' handshakes may give way.
+        squatters.push_back(squat(1, 12));
+        const int before = ended(squatters);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return ended(squatters) > before + 100; }, kGenerousMs));
+        phone.control().send(WireMessage(WireMessage::Kind::heartbeat));
+        EXPECT_TRUE(phone.await(phone.control(), WireMessage::Kind::heartbeat));
+        EXPECT_FALSE(phone.isClosed(phone.control()) || phone.isClosed(phone.audio()));
+        EXPECT_TRUE(m_host->connected());
+        EXPECT_LE(m_host->linkCount(), 8);
+
+        squatters.clear();
+        phone.control().close();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !m_host->connected(); }, kGenerousMs));
+    }
+}
+
+TEST_F(HostAdmission, aNewcomerTakesThePlaceOfTheOldestHandshakeOfTheLargestShare) {
+    // Oldest of all a lone handshake from .3, then six from .2 and one from .4: the table is full.
+    std::vector<std::unique_ptr<QTcpSocket>> sockets;
+    for (int last : {3, 2, 2, 2, 2, 2, 2, 4, 4}) {
+        auto& socket = sockets.emplace_back(std::make_unique<QTcpSocket>());
+        socket->bind(loopback(last));
+        socket->connectToHost(QStringLiteral("127.0.0.1"), m_host->port());
+        const int expected = std::min<int>(static_cast<int>(sockets.size()), 8);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_host->linkCount() == expected; }, kGenerousMs));
+    }
+
+    // The second from .4 leaves .2 holding the most, so .2's oldest gives way, not .3's.
+    const auto closed = [&](std::size_t i) {
+        return sockets[i]->state() == QAbstractSocket::UnconnectedState;
+    };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            for (std::size_t i = 0; i < sockets.size(); ++i)
+                if (closed(i))
+                    return true;
+            return false;
+        },
+        kGenerousMs));
+    for (std::size_t i = 0; i < sockets.size(); ++i)
+        EXPECT_EQ(closed(i), i == 1) << "socket " << i;
+    EXPECT_EQ(m_host->linkCount(), 8);
+}
