@@ -2,12 +2,14 @@
 // thread, over real TLS-PSK links on loopback, with an input sink that notes when each move
 // arrives. The phone's side runs in a child process (this program with --phone): a bound
 // controller sends moves of one sample at 240 per second, 10 s alone (baseline) and then 10 s
-// while 1,000 hostile connection attempts and 7 silent TLS connections hit the host (the host
-// admits 8 links, 2 of them the controller's, so most of that is refused: that is the point).
+// while 1,000 hostile connection attempts, 7 silent TLS connections and 12 plain connections that
+// never speak, reopened as soon as they end, from 127.0.0.2 hit the host (the host admits 8
+// links, 2 of them the controller's, so most of that is refused or displaced: that is the point).
 // One TCP stream keeps order, so the n-th move handled is the n-th sent; each move's latency is
 // its arrival in the sink minus its send time in the child, both on the steady clock
 // (CLOCK_MONOTONIC, shared by all processes). Prints the latency of both phases, their ratio, and
-// whether the controller stayed bound throughout.
+// whether the controller stayed bound throughout. Then the phone's bind time against the quillvane
+// program, quiet and while connections that never speak squat on its places (SquattedBinds).
 
 #include <QCoreApplication>
 #include <QProcess>
@@ -23,6 +25,7 @@
 #include "HostModel.h"
 #include "LatencySummary.h"
 #include "PhoneLoad.h"
+#include "SquattedBinds.h"
 #include "TimestampInput.h"
 #include "keychain/KeychainStore.h"
 #include "platform/recording/RecordingAudio.h"
@@ -41,6 +44,7 @@ constexpr PhoneLoad::Plan kPlan{
     .movesPerSecond = kMovesPerSecond,
     .floodAttempts = 1000,
     .heldHandshakes = 7,
+    .squatters = 12,
 };
 constexpr double kTargetRatio = 1.5;
 const char* const kLinkVariable = "QUILLVANE_BENCH_LINK";
@@ -85,6 +89,7 @@ struct PhoneReport {
     std::vector<std::int64_t> allMoves; // send times in order (the phases follow kPlan)
     QString flood;
     QString held;
+    QString squat;
     int heartbeats = 0;
     QStringList problems; // lost channels and failures
     bool done = false;
@@ -110,6 +115,8 @@ struct PhoneReport {
                         .arg(QString::fromLatin1(words[1]), QString::fromLatin1(words[2]),
                              QString::fromLatin1(words[3]), QString::fromLatin1(words[4]),
                              QString::fromLatin1(words[5]));
+            } else if (word == "squat") {
+                report.squat = QString::fromUtf8(line.mid(6));
             } else if (word == "heartbeats" && words.size() == 2) {
                 report.heartbeats = words[1].toInt();
             } else if (word == "lost" || word == "failure") {
@@ -250,7 +257,7 @@ int runHost() {
     const double ratio = hostile.p99 / baseline.p99;
     printPhase("baseline", baseline, {});
     printPhase("load", hostile,
-               QStringLiteral(", during %1 and %2").arg(report.flood, report.held));
+               QStringLiteral(", during %1, %2 and %3").arg(report.flood, report.held, report.squat));
     std::printf("hostile: ratio p99 hostile/baseline %.2f (target <= %.1f: %s)\n", ratio,
                 kTargetRatio, ratio <= kTargetRatio ? "met" : "missed");
     const bool stayed = connectedAtEnd && dropsDuringRun == 0 && report.problems.isEmpty();
@@ -274,5 +281,8 @@ int main(int argc, char** argv) {
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.value(1) == QStringLiteral("--phone"))
         return runPhone(arguments);
-    return runHost();
+    if (arguments.value(1) == QStringLiteral("--squat"))
+        return SquattedBinds::squat(arguments);
+    const int moves = runHost();
+    return SquattedBinds::run() != 0 ? 1 : moves;
 }

@@ -1,5 +1,6 @@
 #include "PhoneLoad.h"
 
+#include <QCoreApplication>
 #include <QTimer>
 
 #include <cmath>
@@ -50,6 +51,10 @@ int PhoneLoad::run() {
     waitUntil([this] { return m_flood.finished() || m_session.lost(); }, kFloodLimit);
     waitUntil([this] { return heldSettled() || m_session.lost(); }, kHeldGrace);
     const ConnectionFlood::Result flood = m_flood.join();
+    // Closing their standard input ends the squatters; they print what they saw.
+    m_squatters.closeWriteChannel();
+    waitUntil([this] { return m_squatters.state() == QProcess::NotRunning; }, 10s);
+    m_squatReport = m_squatters.readAllStandardOutput().trimmed();
     // A heartbeat after the last move: once it is answered, every move has been handled.
     m_session.sendHeartbeat();
     waitUntil([this] { return m_session.heartbeatsAnswered() || m_session.lost(); }, 5s);
@@ -108,6 +113,12 @@ void PhoneLoad::startHostile() {
     for (Held& held : m_held)
         held.channel->connectTo(QStringLiteral("127.0.0.1"), m_port);
     m_flood.start(m_port, m_plan.floodAttempts);
+    if (m_plan.squatters > 0) {
+        m_squatters.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_squatters.start(QCoreApplication::applicationFilePath(),
+                          {QStringLiteral("--squat"), QString::number(m_port),
+                           QString::number(m_plan.squatters), QStringLiteral("127.0.0.2")});
+    }
 }
 
 bool PhoneLoad::heldSettled() const {
@@ -143,6 +154,8 @@ void PhoneLoad::report(const ConnectionFlood::Result& flood) const {
     }
     std::printf("held %zu %d %d %d %.2f\n", m_held.size(), completed, refused, closedByHost,
                 lastClose);
+    if (!m_squatReport.isEmpty())
+        std::printf("squat %s\n", m_squatReport.constData());
     std::printf("heartbeats %d\n", m_session.heartbeatAnswers());
     if (m_session.controlLost())
         std::printf("lost control %s\n", m_session.controlLost()->toUtf8().constData());

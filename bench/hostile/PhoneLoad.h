@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QProcess>
 
 #include <chrono>
 #include <cstdint>
@@ -18,8 +19,8 @@ namespace quillvane::bench {
 // The phone's side of the hostile benchmark, in a process of its own so that the load never
 // shares the host's event loop. It binds a session and keeps it alive with heartbeats, sends
 // moves of one sample at a steady rate (a warm-up, then the baseline phase, then the hostile
-// phase), and when the hostile phase begins it opens TLS connections that never say hello and
-// starts a burst of hostile connection attempts on another thread. At the end it prints on
+// phase), and when the hostile phase begins it opens TLS connections that never say hello, starts a
+// burst of hostile connection attempts on another thread and squatters in another process. At the end it prints on
 // standard output each move's send time and what became of the session and of the hostile
 // connections, then keeps the session until standard input closes, so that the host's side can
 // check the binding before the session ends.
@@ -33,6 +34,7 @@ public:
         double movesPerSecond = 1;
         int floodAttempts = 0;
         int heldHandshakes = 0;
+        int squatters = 0; // from 127.0.0.2, in a process of their own
     };
 
     PhoneLoad(PairingProfile profile, quint16 port, Plan plan);
@@ -68,6 +70,8 @@ private:
     std::vector<std::int64_t> m_sentAt;
     std::vector<Held> m_held;
     ConnectionFlood m_flood;
+    QProcess m_squatters;
+    QByteArray m_squatReport; // the line the squatters printed when they ended
 };
 
 } // namespace quillvane::bench
