@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QEvent>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QWidget>
+
+#include "AppStrings.h"
+
+using namespace quillvane;
+
+namespace {
+
+// Re-reads a host text whenever the language changes, as the window's widgets do.
+class StatusWidget : public QWidget {
+public:
+    explicit StatusWidget(const AppStrings& strings) : m_strings(strings) { retranslate(); }
+
+    QString shown;
+    int languageChanges = 0;
+
+protected:
+    void changeEvent(QEvent* event) override {
+        if (event->type() == QEvent::LanguageChange) {
+            ++languageChanges;
+            retranslate();
+        }
+        QWidget::changeEvent(event);
+    }
+
+private:
+    void retranslate() { shown = m_strings.text(QStringLiteral("正在启动")); }
+
+    const AppStrings& m_strings;
+};
+
+class AppStringsTest : public testing::Test {
+protected:
+    QTemporaryDir m_dir;
+    QSettings m_settings{m_dir.filePath(QStringLiteral("settings.ini")), QSettings::IniFormat};
+    QStringList m_desktop{QStringLiteral("fr_FR"), QStringLiteral("zh_TW")};
+};
+
+} // namespace
+
+// The built catalogue is what the program loads: these texts come from translations/quillvane_en.ts.
+TEST_F(AppStringsTest, followsTheChoiceAndTheDesktopAndRetranslatesLiveWidgets) {
+    AppStrings strings(m_settings, {}, [this] { return m_desktop; });
+    StatusWidget widget(strings);
+    QSignalSpy changed(&strings, &AppStrings::changed);
+    EXPECT_EQ(strings.language(), AppLanguage::system);
+    EXPECT_EQ(widget.shown, QStringLiteral("正在启动"));
+
+    strings.setLanguage(AppLanguage::english);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_GE(widget.languageChanges, 1);
+    EXPECT_EQ(widget.shown, QStringLiteral("Starting"));
+    EXPECT_EQ(m_settings.value(QStringLiteral("appLanguage")).toString(), QStringLiteral("en"));
+    EXPECT_EQ(strings.issue(QStringLiteral("无法删除配对（-25300）")),
+              QStringLiteral("Could not delete the pairing（-25300）"));
+    EXPECT_EQ(strings.issue(QStringLiteral("Quillvane Microphone 不可用：设备类型不匹配")),
+              QStringLiteral("Quillvane Microphone is unavailable: The device type does not match"));
+    for (const QString& text : {QStringLiteral("无法删除配对（abc）"), QStringLiteral("没有这条文字")})
+        EXPECT_EQ(strings.issue(text), text);
+
+    // Back to following the desktop, whose list changes while the program runs.
+    strings.setLanguage(AppLanguage::system);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(widget.shown, QStringLiteral("正在启动"));
+    m_desktop = {QStringLiteral("en-GB"), QStringLiteral("zh-Hans")};
+    QEvent localeChange(QEvent::LocaleChange);
+    QCoreApplication::sendEvent(QCoreApplication::instance(), &localeChange);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(strings.resolvedLanguage(), AppLanguage::english);
+    EXPECT_EQ(widget.shown, QStringLiteral("Starting"));
+    EXPECT_EQ(changed.count(), 3);
+}
+
+TEST_F(AppStringsTest, readsTheStoredChoiceAndShowsChineseWithoutACatalogue) {
+    m_settings.setValue(QStringLiteral("appLanguage"), QStringLiteral("de"));
+    EXPECT_EQ(AppStrings(m_settings, {}, [this] { return m_desktop; }).language(), AppLanguage::system);
+
+    m_settings.setValue(QStringLiteral("appLanguage"), QStringLiteral("en"));
+    const AppStrings missing(m_settings, m_dir.filePath(QStringLiteral("none")));
+    EXPECT_EQ(missing.resolvedLanguage(), AppLanguage::english);
+    EXPECT_EQ(missing.text(QStringLiteral("正在启动")), QStringLiteral("正在启动"));
+}
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}

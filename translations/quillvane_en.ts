@@ -1,0 +1,347 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en_US" sourcelanguage="zh_CN">
+<context>
+    <name>HostText</name>
+    <message>
+        <source>Mac 启动过慢，音频缓冲已满</source>
+        <translation>The computer took too long to start; the audio buffer is full</translation>
+    </message>
+    <message>
+        <source>Mac 已连接其他控制端，或连接顺序错误</source>
+        <translation>The computer is connected to another controller, or the channels connected in the wrong order</translation>
+    </message>
+    <message>
+        <source>Mac 语音设置已改变，请重新开始</source>
+        <translation>The voice settings on the computer changed; please start again</translation>
+    </message>
+    <message>
+        <source>Mac 音频播放已停止，请重新按住说话</source>
+        <translation>Audio playback on the computer stopped; press and hold to talk again</translation>
+    </message>
+    <message>
+        <source>Mac 音频播放积压超过两秒，请重试</source>
+        <translation>Audio playback on the computer fell more than two seconds behind; please try again</translation>
+    </message>
+    <message>
+        <source>Mac 音频输出未启动</source>
+        <translation>Audio output on the computer has not started</translation>
+    </message>
+    <message>
+        <source>Quillvane Microphone 不可用：</source>
+        <translation>Quillvane Microphone is unavailable: </translation>
+    </message>
+    <message>
+        <source>Quillvane Microphone 不可用：%@</source>
+        <translation>Quillvane Microphone is unavailable: %@</translation>
+    </message>
+    <message>
+        <source>Quillvane Microphone 尚未安装</source>
+        <translation>Quillvane Microphone is not installed yet</translation>
+    </message>
+    <message>
+        <source>Quillvane Microphone 已就绪</source>
+        <translation>Quillvane Microphone is ready</translation>
+    </message>
+    <message>
+        <source>iPhone 已连接</source>
+        <translation>Phone connected</translation>
+    </message>
+    <message>
+        <source>上一段语音尚未结束</source>
+        <translation>The previous voice message has not finished yet</translation>
+    </message>
+    <message>
+        <source>上一段语音快捷键尚未结束</source>
+        <translation>The previous voice shortcut has not been released yet</translation>
+    </message>
+    <message>
+        <source>两端协议版本不一致，请更新应用</source>
+        <translation>The phone and the computer use different protocol versions; please update the apps</translation>
+    </message>
+    <message>
+        <source>会话握手超时</source>
+        <translation>The session handshake timed out</translation>
+    </message>
+    <message>
+        <source>保存的语音快捷键无效，已使用默认快捷键</source>
+        <translation>The saved voice shortcut is invalid; using the default shortcut</translation>
+    </message>
+    <message>
+        <source>保存的配对密钥无效</source>
+        <translation>The saved pairing key is invalid</translation>
+    </message>
+    <message>
+        <source>单个组合字符过长</source>
+        <translation>A single combined character is too long</translation>
+    </message>
+    <message>
+        <source>当前没有可用麦克风，请检查手机音频输入</source>
+        <translation>No microphone is available; check the phone&apos;s audio input</translation>
+    </message>
+    <message>
+        <source>录音引擎已停止，请重新按住说话</source>
+        <translation>The recording engine stopped; press and hold to talk again</translation>
+    </message>
+    <message>
+        <source>接收缓冲超限</source>
+        <translation>The receive buffer overflowed</translation>
+    </message>
+    <message>
+        <source>文字过长或缺少辅助功能权限</source>
+        <translation>The text is too long, or Quillvane lacks permission to type</translation>
+    </message>
+    <message>
+        <source>无效 PCM</source>
+        <translation>Invalid PCM audio</translation>
+    </message>
+    <message>
+        <source>无效控制消息</source>
+        <translation>Invalid control message</translation>
+    </message>
+    <message>
+        <source>无效消息长度</source>
+        <translation>Invalid message length</translation>
+    </message>
+    <message>
+        <source>无效滚动事件</source>
+        <translation>Invalid scroll event</translation>
+    </message>
+    <message>
+        <source>无效移动事件</source>
+        <translation>Invalid move event</translation>
+    </message>
+    <message>
+        <source>无效移动事件或缺少辅助功能权限</source>
+        <translation>Invalid move event, or Quillvane lacks permission to move the pointer</translation>
+    </message>
+    <message>
+        <source>无效配对密钥</source>
+        <translation>Invalid pairing key</translation>
+    </message>
+    <message>
+        <source>无效音频分包</source>
+        <translation>Invalid audio chunk</translation>
+    </message>
+    <message>
+        <source>无效音频消息</source>
+        <translation>Invalid audio message</translation>
+    </message>
+    <message>
+        <source>无法保存语音快捷键</source>
+        <translation>Could not save the voice shortcut</translation>
+    </message>
+    <message>
+        <source>无法保存配对钥匙串</source>
+        <translation>Could not save the pairing to the keyring</translation>
+    </message>
+    <message>
+        <source>无法创建点击事件</source>
+        <translation>Could not create the click event</translation>
+    </message>
+    <message>
+        <source>无法删除配对</source>
+        <translation>Could not delete the pairing</translation>
+    </message>
+    <message>
+        <source>无法打开所选音频设备</source>
+        <translation>Could not open the selected audio device</translation>
+    </message>
+    <message>
+        <source>无法生成配对密钥</source>
+        <translation>Could not generate a pairing key</translation>
+    </message>
+    <message>
+        <source>无法读取配对钥匙串</source>
+        <translation>Could not read the pairing from the keyring</translation>
+    </message>
+    <message>
+        <source>未绑定的控制通道</source>
+        <translation>The control channel is not bound</translation>
+    </message>
+    <message>
+        <source>正在启动</source>
+        <translation>Starting</translation>
+    </message>
+    <message>
+        <source>正在接收手机语音</source>
+        <translation>Receiving voice from the phone</translation>
+    </message>
+    <message>
+        <source>此设备的配对记录已移除</source>
+        <translation>The pairing record of this device was removed</translation>
+    </message>
+    <message>
+        <source>消息过大</source>
+        <translation>The message is too large</translation>
+    </message>
+    <message>
+        <source>等待 iPhone 连接</source>
+        <translation>Waiting for the phone to connect</translation>
+    </message>
+    <message>
+        <source>系统音频服务已重置，请重新按住说话</source>
+        <translation>The system audio service was reset; press and hold to talk again</translation>
+    </message>
+    <message>
+        <source>缺少双向音频流</source>
+        <translation>The two-way audio stream is missing</translation>
+    </message>
+    <message>
+        <source>网络发送积压，请重新连接</source>
+        <translation>Network sending fell behind; please reconnect</translation>
+    </message>
+    <message>
+        <source>虚拟音频输出设备已断开或切换，请检查 Mac 音频设置</source>
+        <translation>The virtual audio output device was disconnected or changed; check the computer&apos;s sound settings</translation>
+    </message>
+    <message>
+        <source>设备文件身份不匹配，请重新安装</source>
+        <translation>The device files do not match; please reinstall</translation>
+    </message>
+    <message>
+        <source>设备类型不匹配</source>
+        <translation>The device type does not match</translation>
+    </message>
+    <message>
+        <source>设备连接记录无效或版本不兼容</source>
+        <translation>The device&apos;s connection record is invalid or from an incompatible version</translation>
+    </message>
+    <message>
+        <source>语音会话已结束，请重新开始</source>
+        <translation>The voice session has ended; please start again</translation>
+    </message>
+    <message>
+        <source>语音尾部不完整</source>
+        <translation>The end of the voice message is incomplete</translation>
+    </message>
+    <message>
+        <source>语音已进入收尾，请重新开始</source>
+        <translation>The voice message is already finishing; please start again</translation>
+    </message>
+    <message>
+        <source>请先在 Mac 选择虚拟音频输出设备</source>
+        <translation>First choose the virtual audio output device on the computer</translation>
+    </message>
+    <message>
+        <source>请先授予辅助功能权限，并检查语音快捷键</source>
+        <translation>First give Quillvane permission to control input, and check the voice shortcut</translation>
+    </message>
+    <message>
+        <source>请先结束语音，再安装麦克风</source>
+        <translation>Finish the voice message before installing the microphone</translation>
+    </message>
+    <message>
+        <source>请扫描或粘贴 Quillvane Mac 端配对码</source>
+        <translation>Scan or paste the pairing code shown by Quillvane on the computer</translation>
+    </message>
+    <message>
+        <source>请授予辅助功能权限</source>
+        <translation>Please give Quillvane permission to control input</translation>
+    </message>
+    <message>
+        <source>请选择虚拟音频设备，避免将语音播放到扬声器</source>
+        <translation>Choose the virtual audio device so the voice does not play through the speakers</translation>
+    </message>
+    <message>
+        <source>请选择语音快捷键；仅修饰键模式需要至少一个修饰键</source>
+        <translation>Choose a voice shortcut; the modifier-only mode needs at least one modifier key</translation>
+    </message>
+    <message>
+        <source>连接中断，已释放所有按键</source>
+        <translation>The connection was lost; all keys and buttons were released</translation>
+    </message>
+    <message>
+        <source>连接尚未就绪</source>
+        <translation>The connection is not ready yet</translation>
+    </message>
+    <message>
+        <source>连接已关闭</source>
+        <translation>The connection was closed</translation>
+    </message>
+    <message>
+        <source>连接超时，请检查配对码和网络</source>
+        <translation>The connection timed out; check the pairing code and the network</translation>
+    </message>
+    <message>
+        <source>配对密钥无效</source>
+        <translation>The pairing key is invalid</translation>
+    </message>
+    <message>
+        <source>配对码不完整</source>
+        <translation>The pairing code is incomplete</translation>
+    </message>
+    <message>
+        <source>重复或无效握手</source>
+        <translation>Repeated or invalid handshake</translation>
+    </message>
+    <message>
+        <source>键盘控制需要辅助功能权限</source>
+        <translation>Keyboard control needs permission to control input</translation>
+    </message>
+    <message>
+        <source>音频分包大小无效，请重试</source>
+        <translation>Invalid audio chunk size; please try again</translation>
+    </message>
+    <message>
+        <source>音频分包序号异常，请重试</source>
+        <translation>Audio chunks arrived out of sequence; please try again</translation>
+    </message>
+    <message>
+        <source>音频包含无效采样</source>
+        <translation>The audio contains invalid samples</translation>
+    </message>
+    <message>
+        <source>音频数据或输出状态无效</source>
+        <translation>Invalid audio data or output state</translation>
+    </message>
+    <message>
+        <source>音频格式不兼容</source>
+        <translation>Incompatible audio format</translation>
+    </message>
+    <message>
+        <source>音频缺少会话标识</source>
+        <translation>The audio has no session identifier</translation>
+    </message>
+    <message>
+        <source>音频超时，已释放语音快捷键</source>
+        <translation>Audio timed out; the voice shortcut was released</translation>
+    </message>
+    <message>
+        <source>音频输出不可用</source>
+        <translation>Audio output is unavailable</translation>
+    </message>
+    <message>
+        <source>驱动已安装，等待系统加载。请重启 Mac 后刷新。</source>
+        <translation>The driver is installed and waiting for the system to load it. Restart the computer, then refresh.</translation>
+    </message>
+    <message>
+        <source>驱动版本不匹配，请更新安装</source>
+        <translation>The driver version does not match; please update the installation</translation>
+    </message>
+    <message>
+        <source>驱动签名校验失败，请重新安装</source>
+        <translation>The driver&apos;s signature check failed; please reinstall</translation>
+    </message>
+    <message>
+        <source>麦克风被来电或其他音频会话中断，请结束干扰后重新开始</source>
+        <translation>The microphone was interrupted by a call or another audio session; end it and start again</translation>
+    </message>
+    <message>
+        <source>麦克风设备已切换，请重新按住说话</source>
+        <translation>The microphone device changed; press and hold to talk again</translation>
+    </message>
+    <message>
+        <source>麦克风采样格式已改变，请重新按住说话</source>
+        <translation>The microphone&apos;s sample format changed; press and hold to talk again</translation>
+    </message>
+    <message>
+        <source>无法关闭开机自动启动：自动启动文件无法删除</source>
+        <translation>Could not turn off start at login: the autostart file cannot be removed</translation>
+    </message>
+    <message>
+        <source>无法开启开机自动启动：自动启动文件无法写入</source>
+        <translation>Could not turn on start at login: the autostart file cannot be written</translation>
+    </message>
+</context>
+</TS>
