@@ -344,4 +344,23 @@
         <translation>Could not turn on start at login: the autostart file cannot be written</translation>
     </message>
 </context>
+<context>
+    <name>quillvane::TrayMenu</name>
+    <message>
+        <source>断开手机</source>
+        <translation>Disconnect Phone</translation>
+    </message>
+    <message>
+        <source>打开 Quillvane</source>
+        <translation>Open Quillvane</translation>
+    </message>
+    <message>
+        <source>退出 Quillvane</source>
+        <translation>Quit Quillvane</translation>
+    </message>
+    <message>
+        <source>Quillvane，正在传音</source>
+        <translation>Quillvane, relaying voice</translation>
+    </message>
+</context>
 </TS>
