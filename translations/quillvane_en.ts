@@ -343,6 +343,10 @@
         <source>无法开启开机自动启动：自动启动文件无法写入</source>
         <translation>Could not turn on start at login: the autostart file cannot be written</translation>
     </message>
+    <message>
+        <source>无法发布局域网服务</source>
+        <translation>Could not announce this computer on the local network</translation>
+    </message>
 </context>
 <context>
     <name>quillvane::TrayMenu</name>

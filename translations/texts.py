@@ -20,9 +20,9 @@ CONTEXT = "HostText"
 SOURCE_SUFFIXES = {".cpp", ".h"}
 # CJK ideographs: a literal holding one is a user-facing text (punctuation alone is not).
 IDEOGRAPH = re.compile("[\u3400-\u4dbf\u4e00-\u9fff]")
-# Texts that wrap a system status are built as prefix + "（" + status + "）"; the catalogue holds
-# the prefix.
-STATUS_BRACKET = "（"
+# Texts that wrap a system status are built as prefix + "（" + status + "）", or from a format
+# "prefix（%1）"; the catalogue holds the prefix.
+STATUS_SUFFIX = re.compile(r"（(?:%\d+|%@|%l*[dsu])?）?$")
 
 
 def string_literals(text):
@@ -84,9 +84,7 @@ def host_texts(directories):
             for body in string_literals(path.read_text(encoding="utf-8")):
                 if not IDEOGRAPH.search(body):
                     continue
-                if body.endswith(STATUS_BRACKET):
-                    body = body[: -len(STATUS_BRACKET)]
-                texts.add(body)
+                texts.add(STATUS_SUFFIX.sub("", body))
     return sorted(texts)
 
 
