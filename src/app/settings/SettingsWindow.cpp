@@ -1,0 +1,142 @@
+#include "SettingsWindow.h"
+
+#include <QEvent>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include "ConnectionPage.h"
+#include "VoicePage.h"
+
+namespace quillvane {
+namespace {
+
+constexpr int sidebarWidth = 210;
+constexpr int logoSize = 64;
+
+// Light cards on a slightly darker page, a sidebar in the window colour; every colour comes from
+// the palette so that dark themes stay readable.
+const char* const windowStyle = R"(
+QWidget#sidebar { background: palette(window); }
+QWidget#pageBody { background: palette(alternate-base); }
+QFrame#card { background: palette(base); border: 1px solid palette(midlight); border-radius: 8px; }
+QLabel#appName { font-size: 17px; font-weight: 600; }
+QLabel#pageTitle { font-size: 20px; font-weight: 600; }
+QLabel#cardTitle { font-size: 14px; font-weight: 600; }
+QLabel#secondary, QLabel#tagline { color: palette(placeholder-text); }
+QLabel#warning { color: #a15c00; }
+QLabel#issue, QLabel[tone="issue"] { color: #b3261e; }
+QLabel[tone="ready"] { color: #1e7d32; }
+QLabel#infoSign { color: palette(placeholder-text); }
+QPushButton { padding: 5px 14px; border: 1px solid palette(mid); border-radius: 6px;
+              background: palette(button); min-height: 18px; }
+QPushButton:hover { background: palette(light); }
+QPushButton:pressed { background: palette(midlight); }
+QPushButton:disabled { color: palette(placeholder-text); border-color: palette(midlight); }
+QPushButton:focus { border-color: palette(highlight); }
+QLabel#badge { border-radius: 10px; padding: 2px 10px; background: #f3e3c3; color: #6b4400; }
+QLabel#badge[ready="true"] { background: #d4edda; color: #1e5e2a; }
+QListWidget#pageList { border: none; background: transparent; font-size: 14px; outline: 0; }
+QListWidget#pageList::item { padding: 7px 10px; border-radius: 6px; }
+QListWidget#pageList::item:selected { background: palette(highlight); color: palette(highlighted-text); }
+)";
+
+} // namespace
+
+SettingsWindow::SettingsWindow(HostModel& host, SettingsPage::HostText hostText, QWidget* parent)
+    : QMainWindow(parent) {
+    setObjectName(QStringLiteral("settingsWindow"));
+    setStyleSheet(QString::fromUtf8(windowStyle));
+    resize(760, 660);
+
+    auto* sidebar = new QWidget;
+    sidebar->setObjectName(QStringLiteral("sidebar"));
+    sidebar->setFixedWidth(sidebarWidth);
+    auto* logo = new QLabel(sidebar);
+    logo->setPixmap(QPixmap(QStringLiteral(":/settings/logo.png"))
+                        .scaled(logoSize, logoSize, Qt::KeepAspectRatio, Qt::SmoothTransformation));
+    auto* name = new QLabel(QStringLiteral("Quillvane"), sidebar);
+    name->setObjectName(QStringLiteral("appName"));
+    m_tagline = new QLabel(sidebar);
+    m_tagline->setObjectName(QStringLiteral("tagline"));
+    m_tagline->setWordWrap(true);
+    m_pages = new QListWidget(sidebar);
+    m_pages->setObjectName(QStringLiteral("pageList"));
+    m_pages->setFrameShape(QFrame::NoFrame);
+    m_pages->setFocusPolicy(Qt::StrongFocus);
+    for (int i = 0; i < 2; ++i)
+        m_pages->addItem(QString());
+
+    auto* sidebarLayout = new QVBoxLayout(sidebar);
+    sidebarLayout->setContentsMargins(16, 24, 12, 16);
+    sidebarLayout->setSpacing(4);
+    sidebarLayout->addWidget(logo, 0, Qt::AlignLeft);
+    sidebarLayout->addSpacing(8);
+    sidebarLayout->addWidget(name);
+    sidebarLayout->addWidget(m_tagline);
+    sidebarLayout->addSpacing(18);
+    sidebarLayout->addWidget(m_pages, 1);
+
+    auto* divider = new QFrame;
+    divider->setFrameShape(QFrame::VLine);
+    divider->setFrameShadow(QFrame::Plain);
+    divider->setObjectName(QStringLiteral("divider"));
+
+    m_stack = new QStackedWidget;
+    m_connection = new ConnectionPage(host, hostText, m_stack);
+    m_voice = new VoicePage(host, hostText, m_stack);
+    m_stack->addWidget(m_connection);
+    m_stack->addWidget(m_voice);
+
+    auto* central = new QWidget(this);
+    auto* layout = new QHBoxLayout(central);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(sidebar);
+    layout->addWidget(divider);
+    layout->addWidget(m_stack, 1);
+    setCentralWidget(central);
+
+    // Follows the selection rather than the current row: assistive technology selects an item
+    // (its "Toggle" action) without moving the current row.
+    connect(m_pages, &QListWidget::itemSelectionChanged, this, [this] {
+        const QList<QListWidgetItem*> selected = m_pages->selectedItems();
+        if (!selected.isEmpty())
+            m_stack->setCurrentIndex(m_pages->row(selected.first()));
+    });
+    m_pages->setCurrentRow(0);
+    retranslate();
+}
+
+void SettingsWindow::present() {
+    m_connection->hidePairing();
+    m_connection->checkPermission();
+    if (isMinimized())
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void SettingsWindow::setInputBackend(const InputBackend* backend) {
+    m_connection->setInputBackend(backend);
+}
+
+void SettingsWindow::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::LanguageChange)
+        retranslate();
+    QMainWindow::changeEvent(event);
+}
+
+void SettingsWindow::retranslate() {
+    setWindowTitle(tr("Quillvane"));
+    m_tagline->setText(tr("你的 Mac，触手可及"));
+    const QString titles[] = {tr("连接与控制"), tr("语音输入")};
+    for (int i = 0; i < m_pages->count(); ++i)
+        m_pages->item(i)->setText(titles[i]);
+}
+
+} // namespace quillvane
