@@ -114,6 +114,8 @@ std::optional<QString> runOn(const QString& kind, int packets, Figures& figures)
     const QString runtime = dir.filePath(QStringLiteral("run"));
     QProcess server;
     server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // The desktop's own period floor, not the one the tests' server keeps.
+    qputenv("QUILLVANE_PIPEWIRE_MIN_QUANTUM", "32");
     server.start(QStringLiteral(QUILLVANE_TEST_SERVICES "/") + kind, {runtime});
     qputenv("PULSE_SERVER", (QStringLiteral("unix:") + runtime + QStringLiteral("/pulse/native")).toUtf8());
     qputenv("XDG_CONFIG_HOME", dir.filePath(QStringLiteral("config")).toUtf8());
