@@ -30,6 +30,9 @@ public:
     virtual void stop() = 0;
     // Throws PadError when the packet cannot be scheduled.
     virtual void enqueue(Bytes pcm, std::function<void()> played) = 0;
+    // The utterance has no more packets: play out what is queued, however short, and report it.
+    // Until then a short tail may wait for the next packet rather than play with a gap.
+    virtual void finish() {}
     // One diagnostic line for the logs.
     virtual std::string playbackState() const = 0;
 

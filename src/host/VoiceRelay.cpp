@@ -113,7 +113,9 @@ void VoiceRelay::receiveAudio(const WireMessage& message) {
     if (message.kind == Kind::voiceEnd) {
         if (!message.sequence)
             throw PadError::invalid("无效音频消息");
-        if (m_voice.end(id, *message.sequence, now()))
+        const bool played = m_voice.end(id, *message.sequence, now());
+        m_audio.finish();
+        if (played)
             finish(id);
         return;
     }

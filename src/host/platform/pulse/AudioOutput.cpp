@@ -120,6 +120,7 @@ void AudioOutput::stop() {
     m_written = 0;
     m_hasScheduledAudio = false;
     m_startupRestarts = 0;
+    m_finishing = false;
     m_draining = false;
     m_drainRequested = 0;
 }
@@ -226,7 +227,16 @@ void AudioOutput::write(const Bytes& pcm) {
         fail(kStopped);
         return;
     }
-    drain();
+    if (m_finishing)
+        drain();
+}
+
+void AudioOutput::finish() {
+    if (!m_device || m_finishing)
+        return;
+    m_finishing = true;
+    if (m_stream && pa_stream_get_state(m_stream) == PA_STREAM_READY && m_unwritten.empty())
+        drain();
 }
 
 void AudioOutput::flushUnwritten() {
@@ -237,7 +247,7 @@ void AudioOutput::flushUnwritten() {
 }
 
 // A drain makes the server play what it holds even when that is less than the prebuffer, so the
-// utterance's last packet always leaves the stream.
+// utterance's last packet always leaves the stream. Asked for only once nothing more will come.
 void AudioOutput::drain() {
     if (m_draining || !m_stream)
         return;

@@ -17,7 +17,10 @@ class PulseServer;
 // Plays the phone's voice (float32le, 24 kHz, mono) into one sink through a libpulse playback
 // stream, one code path for PulseAudio and pipewire-pulse. A packet counts as played when the
 // stream's clock (pa_stream_get_time, which already subtracts the sink's latency) has passed the
-// packet's end; a drain makes the server start and finish a tail shorter than its prebuffer.
+// packet's end. Only the utterance's end is drained: a drain makes the server play out a tail
+// shorter than its prebuffer or its period, but newer pipewire-pulse releases end a drain at the
+// first shortfall and move their read position a whole period on, so audio written after a drain
+// began would lose its first milliseconds. Mid-utterance a late packet waits, and plays whole.
 //
 // What the sound server reports, and what it means here:
 //   our sink removed, or the stream moved     -> "the device disconnected or switched"
@@ -38,6 +41,7 @@ public:
     void start(const OutputDevice& device) override;
     void stop() override;
     void enqueue(Bytes pcm, std::function<void()> played) override;
+    void finish() override;
     std::string playbackState() const override;
 
 private:
@@ -65,6 +69,7 @@ private:
     std::optional<std::string> m_broken; // why the running output no longer plays
     bool m_hasScheduledAudio = false;
     int m_startupRestarts = 0;
+    bool m_finishing = false; // the last packet has been enqueued
     bool m_draining = false;
     std::uint64_t m_drainRequested = 0; // m_written when the last drain was asked for
 
