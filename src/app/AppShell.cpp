@@ -1,10 +1,19 @@
 #include "AppShell.h"
 
 #include <QApplication>
+#include <QEvent>
 
+#include "SettingsWindow.h"
+#include "TrayHint.h"
 #include "TrayMenu.h"
 
 namespace quillvane {
+
+namespace {
+
+QString hostText(const QString& text) { return text; }
+
+} // namespace
 
 AppShell::AppShell(std::string_view inputBackend) : m_runtime(inputBackend) {
     // The program lives in the tray; windows come and go.
@@ -15,20 +24,34 @@ AppShell::~AppShell() = default;
 
 void AppShell::start() {
     m_runtime.host().start();
-    if (m_trayAvailability.available())
+    m_window = std::make_unique<SettingsWindow>(m_runtime.host(), hostText);
+    m_window->setInputBackend(&m_runtime.backend());
+    m_window->installEventFilter(this);
+    if (m_trayAvailability.available()) {
         showTray();
-    else
-        qInfo("No tray on this desktop yet; the tray item appears once a panel offers one.");
+    } else {
+        m_window->setMenuWidget(new TrayHint);
+        m_window->present();
+    }
     connect(&m_trayAvailability, &TrayAvailability::appeared, this, &AppShell::showTray);
+}
+
+bool AppShell::eventFilter(QObject* watched, QEvent* event) {
+    // Without a tray nothing would be left to bring the window back.
+    if (watched == m_window.get() && event->type() == QEvent::Close && !m_tray)
+        quit();
+    return QObject::eventFilter(watched, event);
 }
 
 void AppShell::showTray() {
     if (m_tray)
         return;
-    m_tray = std::make_unique<TrayMenu>(m_runtime.host(),
-                                        [](const QString& hostText) { return hostText; });
+    m_tray = std::make_unique<TrayMenu>(m_runtime.host(), hostText);
+    connect(m_tray.get(), &TrayMenu::openRequested, m_window.get(), &SettingsWindow::present);
     connect(m_tray.get(), &TrayMenu::quitRequested, this, &AppShell::quit);
     m_tray->showInTray();
+    // The hint's promise (closing quits) no longer holds.
+    m_window->setMenuWidget(nullptr);
 }
 
 void AppShell::quit() {

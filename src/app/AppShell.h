@@ -10,11 +10,13 @@
 
 namespace quillvane {
 
+class SettingsWindow;
 class TrayMenu;
 
 // The desktop program: the host session, its tray item and its settings window, created in the
 // order the host needs (the host listens and advertises before any window exists) and torn down
-// so that every link is closed before the program ends.
+// so that every link is closed before the program ends. Without a tray the window is the program:
+// it opens at start, says how to get a tray, and closing it quits, until a tray appears.
 class AppShell : public QObject {
     Q_OBJECT
 
@@ -24,8 +26,11 @@ public:
 
     HostRuntime& runtime() { return m_runtime; }
 
-    // Starts the host, then puts up the tray item (now, or when a tray appears).
+    // Starts the host, then puts up the tray item (now, or when a tray appears) and the window.
     void start();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void showTray();
@@ -33,6 +38,7 @@ private:
 
     HostRuntime m_runtime;
     TrayAvailability m_trayAvailability;
+    std::unique_ptr<SettingsWindow> m_window;
     std::unique_ptr<TrayMenu> m_tray;
 };
 

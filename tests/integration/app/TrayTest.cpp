@@ -18,12 +18,15 @@
 #include <memory>
 #include <vector>
 
+#include "X11Windows.h"
 #include "integration/IntegrationTest.h"
 
 namespace quillvane {
 namespace {
 
+using testing_support::closeWindow;
 using testing_support::waitUntil;
+using testing_support::windowShown;
 
 constexpr int kGenerousMs = 20'000;
 const QString kWatcher = QStringLiteral("org.kde.StatusNotifierWatcher");
@@ -256,6 +259,22 @@ protected:
                               QVariant::fromValue(QDBusVariant(0)), 0u);
     }
 
+    // Whether the window shows the no-tray hint, as a screen reader finds it on the AT-SPI bus.
+    bool trayHintShown() const {
+        const QString script = QStringLiteral(R"(
+import pyatspi, sys
+def walk(node):
+    if node is None: return False
+    if node.getRoleName() == "label" and "AppIndicator" in (node.name or ""): return node.getState().contains(pyatspi.STATE_SHOWING)
+    return any(walk(node.getChildAtIndex(i)) for i in range(node.childCount))
+sys.exit(0 if any(walk(a) for a in pyatspi.Registry.getDesktop(0) if a and (a.name or "").lower() == "quillvane") else 1)
+)");
+        QProcess python;
+        python.setProcessEnvironment(environment());
+        python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script});
+        return python.waitForFinished(kGenerousMs) && python.exitCode() == 0;
+    }
+
     QTemporaryDir m_dir;
     Program m_desktop, m_watcher, m_sound, m_host, m_controller;
     std::unique_ptr<QDBusConnection> m_bus;
@@ -277,6 +296,12 @@ TEST_F(Tray, theMenuFollowsThePhoneAndQuittingClosesEveryLink) {
     ASSERT_TRUE(shows({lastStatus(), QStringLiteral("断开手机"), QStringLiteral("-"), QStringLiteral("打开 Quillvane"),
                        QStringLiteral("退出 Quillvane")}));
     EXPECT_FALSE(entry(QStringLiteral("断开手机"))->enabled()) << "no phone is bound yet";
+    EXPECT_FALSE(windowShown("Quillvane")) << "with a tray the window waits to be asked for";
+
+    click(QStringLiteral("打开 Quillvane"));
+    EXPECT_TRUE(waitUntil([] { return windowShown("Quillvane"); }, kGenerousMs));
+    ASSERT_TRUE(closeWindow("Quillvane"));
+    EXPECT_TRUE(waitUntil([] { return !windowShown("Quillvane"); }, kGenerousMs));
 
     bindPhone();
     EXPECT_TRUE(waitUntil([&] { return entry(QStringLiteral("断开手机"))->enabled(); }, kGenerousMs));
@@ -319,11 +344,26 @@ TEST_F(Tray, theIconIsAMicrophoneWhileThePhoneSpeaks) {
     EXPECT_TRUE(waitUntil([&] { return icon() == idle; }, kGenerousMs));
 }
 
-TEST_F(Tray, aTrayThatAppearsLaterGetsTheItem) {
+TEST_F(Tray, withoutATrayTheWindowIsTheProgram) {
     startDesktop(false);
     startHost();
+    ASSERT_TRUE(waitUntil([] { return windowShown("Quillvane"); }, kGenerousMs)) << "no window at start";
+    EXPECT_TRUE(trayHintShown()) << "the window does not say how to get a tray";
+    ASSERT_TRUE(closeWindow("Quillvane"));
+    ASSERT_TRUE(m_host.process.waitForFinished(kGenerousMs)) << "closing the only window did not quit";
+    EXPECT_EQ(m_host.process.exitCode(), 0);
+}
+
+TEST_F(Tray, aTrayThatAppearsLaterTakesOver) {
+    startDesktop(false);
+    startHost();
+    ASSERT_TRUE(waitUntil([] { return windowShown("Quillvane"); }, kGenerousMs));
     startWatcher();
     EXPECT_TRUE(waitUntil([&] { return items().size() == 1; }, kGenerousMs)) << "the late tray got no item";
+    EXPECT_FALSE(trayHintShown()) << "the hint stays although a tray is there";
+    ASSERT_TRUE(closeWindow("Quillvane"));
+    EXPECT_TRUE(waitUntil([] { return !windowShown("Quillvane"); }, kGenerousMs));
+    EXPECT_FALSE(m_host.process.waitForFinished(1000)) << "the program quit although it has a tray now";
 }
 
 } // namespace

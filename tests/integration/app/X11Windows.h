@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace quillvane::testing_support {
+
+// The test X server's top-level windows, seen as a window manager sees them. (Xlib stays out of
+// this header: its macros break Qt's and GoogleTest's.)
+
+// Whether a window with this title is mapped and viewable on the screen.
+bool windowShown(const std::string& title);
+
+// Asks the window with this title to close, as a window manager's close button does
+// (WM_DELETE_WINDOW); false when there is no such window.
+bool closeWindow(const std::string& title);
+
+} // namespace quillvane::testing_support
