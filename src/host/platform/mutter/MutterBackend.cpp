@@ -27,6 +27,7 @@
 #include "platform/common/ClipboardTextRoute.h"
 #include "platform/common/ShadowPointer.h"
 #include "platform/evdev/MacKeyTable.h"
+#include "platform/xkb/Keysym.h"
 #include "platform/xkb/LayoutKeys.h"
 #include "protocol/Unicode.h"
 
@@ -55,26 +56,6 @@ QDBusConnection sessionBus() {
     const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
     return address.isEmpty() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, name)
                              : QDBusConnection::connectToBus(address, name);
-}
-
-// The keysym that types a character through the layout; line breaks, tabs and the like as their
-// keys.
-xkb_keysym_t keysymFor(char32_t character) {
-    switch (character) {
-    case U'\b':
-        return XKB_KEY_BackSpace;
-    case U'\t':
-        return XKB_KEY_Tab;
-    case U'\n':
-    case U'\r':
-        return XKB_KEY_Return;
-    case U'\x1b':
-        return XKB_KEY_Escape;
-    case U'\x7f':
-        return XKB_KEY_Delete;
-    default:
-        return xkb_utf32_to_keysym(character);
-    }
 }
 
 // The logical monitors of DisplayConfig.GetCurrentState: each one's position, and its size from
@@ -475,13 +456,15 @@ void MutterBackend::text(std::string_view character) {
         const char32_t codePoint = nextCodePoint(character, offset);
         if (codePoint == U'\n' && !m_keysyms.empty() && m_keysyms.back() == XKB_KEY_Return)
             continue; // CR LF is one line break
-        const xkb_keysym_t keysym = keysymFor(codePoint);
-        const bool hasKey = keysym == XKB_KEY_Return || keysym == XKB_KEY_Tab ||
-                            keysym == XKB_KEY_BackSpace || keysym == XKB_KEY_Escape ||
-                            keysym == XKB_KEY_Delete ||
+        const auto keysym = keysymFor(codePoint);
+        if (!keysym)
+            continue; // a control character without a key
+        const bool hasKey = *keysym == XKB_KEY_Return || *keysym == XKB_KEY_Tab ||
+                            *keysym == XKB_KEY_BackSpace || *keysym == XKB_KEY_Escape ||
+                            *keysym == XKB_KEY_Delete ||
                             (m_layout && m_layout->strokeFor(codePoint).has_value());
-        m_textNeedsPaste = m_textNeedsPaste || (keysym != XKB_KEY_NoSymbol && !hasKey);
-        m_keysyms.push_back(keysym);
+        m_textNeedsPaste = m_textNeedsPaste || !hasKey;
+        m_keysyms.push_back(*keysym);
     }
 }
 
@@ -497,8 +480,6 @@ void MutterBackend::typePendingText() {
     }
     post([this, keysyms = std::move(keysyms)] {
         for (const xkb_keysym_t keysym : keysyms) {
-            if (keysym == XKB_KEY_NoSymbol)
-                continue;
             notify(QStringLiteral("NotifyKeyboardKeysym"), {uint(keysym), true});
             notify(QStringLiteral("NotifyKeyboardKeysym"), {uint(keysym), false});
         }

@@ -101,9 +101,11 @@ struct WaylandSessionListeners {
                 void* text = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
                 if (text != MAP_FAILED) {
                     // The text ends with a NUL that the size counts.
-                    if (auto layout = LayoutKeys::fromKeymapText(
-                            std::string_view(static_cast<const char*>(text), size - 1)))
+                    const std::string_view keymap(static_cast<const char*>(text), size - 1);
+                    if (auto layout = LayoutKeys::fromKeymapText(keymap)) {
                         session.m_layout = std::move(layout);
+                        session.m_keymapText = keymap;
+                    }
                     munmap(text, size);
                 }
             }
@@ -198,6 +200,7 @@ void WaylandSession::announce(wl_registry* registry, std::uint32_t name, const c
         for (Output& output : m_outputs)
             watchLogicalGeometry(output);
     } else if (kind == wl_seat_interface.name && !m_seat) {
+        m_globals[name].bound = true;
         m_seat = static_cast<wl_seat*>(
             wl_registry_bind(registry, name, &wl_seat_interface, std::min(version, 4u)));
         wl_seat_add_listener(m_seat, &WaylandSessionListeners::seat, this);

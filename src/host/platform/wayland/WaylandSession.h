@@ -50,6 +50,10 @@ public:
 
     std::vector<DisplayRect> displays() const;
     const std::optional<LayoutKeys>& layout() const { return m_layout; }
+    // That keymap as the compositor sent it (XKB's text format); empty while the seat has no
+    // keyboard.
+    const std::string& keymapText() const { return m_keymapText; }
+    // The first seat; losing it counts as losing the session.
     wl_seat* seat() const { return m_seat; }
     // nullptr where the compositor has no data-control protocol for us.
     PasteClipboard* clipboard() const;
@@ -87,6 +91,7 @@ private:
     zwlr_data_control_manager_v1* m_dataControl = nullptr;
     std::unique_ptr<DataControlClipboard> m_clipboard;
     std::optional<LayoutKeys> m_layout;
+    std::string m_keymapText;
     std::unique_ptr<QSocketNotifier> m_notifier;
     std::function<void(std::string)> m_lost;
     bool m_isLost = false;

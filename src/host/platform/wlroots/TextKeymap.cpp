@@ -5,32 +5,13 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include "platform/xkb/Keysym.h"
+
 namespace quillvane {
 namespace {
 
 // XKB numbers a key as its evdev code plus 8.
 constexpr std::uint32_t evdevOffset = 8;
-
-xkb_keysym_t keysymFor(char32_t character) {
-    switch (character) {
-    case U'\b':
-        return XKB_KEY_BackSpace;
-    case U'\t':
-        return XKB_KEY_Tab;
-    case U'\n':
-    case U'\r':
-        return XKB_KEY_Return;
-    case U'\x1b':
-        return XKB_KEY_Escape;
-    case U'\x7f':
-        return XKB_KEY_Delete;
-    default:
-        break;
-    }
-    if (character < 0x20 || (character >= 0x80 && character < 0xa0))
-        return XKB_KEY_NoSymbol;
-    return xkb_utf32_to_keysym(character);
-}
 
 } // namespace
 
@@ -38,7 +19,7 @@ TextKeymap::TextKeymap(const std::vector<char32_t>& characters) {
     std::map<xkb_keysym_t, std::uint16_t> keyOf;
     std::string symbols;
     for (const char32_t character : characters) {
-        const xkb_keysym_t keysym = keysymFor(character);
+        const xkb_keysym_t keysym = keysymFor(character).value_or(XKB_KEY_NoSymbol);
         if (keysym == XKB_KEY_NoSymbol) {
             m_keys.push_back(0);
             ++m_covered;

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <list>
 #include <optional>
 #include <set>
 #include <string>
@@ -19,16 +17,15 @@
 #include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <QSocketNotifier>
 #include <QTimer>
 
 #include "TextKeymap.h"
 #include "platform/common/ShadowPointer.h"
 #include "platform/evdev/MacKeyTable.h"
+#include "platform/wayland/WaylandSession.h"
 #include "protocol/Unicode.h"
 #include "virtual-keyboard-unstable-v1-client-protocol.h"
 #include "wlr-virtual-pointer-unstable-v1-client-protocol.h"
-#include "xdg-output-unstable-v1-client-protocol.h"
 
 namespace quillvane {
 namespace {
@@ -43,26 +40,6 @@ std::uint32_t nowMs() {
     return static_cast<std::uint32_t>(
         std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
 }
-
-struct Output {
-    std::uint32_t name = 0;
-    wl_output* output = nullptr;
-    zxdg_output_v1* logical = nullptr;
-    // From wl_output: the position in the compositor's space, the current mode in pixels and the
-    // scale; from xdg-output, when the compositor has it, the logical rectangle itself.
-    DisplayRect fromOutput;
-    std::int32_t scale = 1;
-    std::optional<DisplayRect> fromLogical;
-
-    DisplayRect rect() const {
-        if (fromLogical)
-            return *fromLogical;
-        DisplayRect rect = fromOutput;
-        rect.width /= std::max(scale, 1);
-        rect.height /= std::max(scale, 1);
-        return rect;
-    }
-};
 
 struct XkbContextDeleter {
     void operator()(xkb_context* context) const { xkb_context_unref(context); }
@@ -110,24 +87,12 @@ public:
     void discardPendingText() override { m_text.clear(); }
 
 private:
-    static const wl_registry_listener registryListener;
-    static const wl_output_listener outputListener;
-    static const zxdg_output_v1_listener logicalOutputListener;
-    static const wl_seat_listener seatListener;
-    static const wl_keyboard_listener keyboardListener;
-
     // Connects and creates the virtual devices; false with m_reason set when it cannot.
     bool connect();
     void disconnect();
-    void global(wl_registry* registry, std::uint32_t name, const char* interface,
-                std::uint32_t version);
-    void globalRemoved(std::uint32_t name);
-    void watchLogicalGeometry(Output& output);
     void takeSeatKeymap(std::string_view text);
     void useBaseKeymap();
-    void readEvents();
-    void checkConnection();
-    void lose(std::string reason);
+    void lose(std::string why);
 
     void moveTo(TrackpadVector target);
     void button(std::uint32_t code, bool down);
@@ -138,18 +103,12 @@ private:
     void typePendingText();
     void releaseHeld();
 
-    wl_display* m_display = nullptr;
-    wl_registry* m_registry = nullptr;
+    std::unique_ptr<WaylandSession> m_session;
     zwlr_virtual_pointer_manager_v1* m_pointerManager = nullptr;
     zwp_virtual_keyboard_manager_v1* m_keyboardManager = nullptr;
-    zxdg_output_manager_v1* m_outputManager = nullptr;
-    wl_seat* m_seat = nullptr;
-    std::uint32_t m_seatName = 0;
-    wl_keyboard* m_seatKeyboard = nullptr;
     zwlr_virtual_pointer_v1* m_pointer = nullptr;
     zwp_virtual_keyboard_v1* m_keyboard = nullptr;
-    std::list<Output> m_outputs;
-    std::unique_ptr<QSocketNotifier> m_notifier;
+    // Looks for a lost compositor again on the same socket; owns the deferred loss notice.
     QTimer m_reconnect;
     std::string m_reason;
 
@@ -178,7 +137,7 @@ WlrootsBackend::WlrootsBackend() : m_xkb(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) 
 }
 
 WlrootsBackend::~WlrootsBackend() {
-    if (m_display && canPost()) {
+    if (canPost()) {
         typePendingText();
         releaseHeld();
     }
@@ -186,90 +145,54 @@ WlrootsBackend::~WlrootsBackend() {
 }
 
 bool WlrootsBackend::connect() {
-    const char* socket = std::getenv("WAYLAND_DISPLAY");
-    if (!socket || !*socket) {
-        m_reason = "WAYLAND_DISPLAY is not set, so there is no Wayland compositor to post input to";
+    m_session = WaylandSession::connect(m_reason);
+    if (!m_session)
         return false;
-    }
-    m_display = wl_display_connect(nullptr);
-    if (!m_display) {
-        m_reason = std::string("Cannot connect to the Wayland compositor \"") + socket + "\"";
-        return false;
-    }
-    m_registry = wl_display_get_registry(m_display);
-    wl_registry_add_listener(m_registry, &registryListener, this);
-    // The first round trip lists the globals, the second brings what binding them sent: output
-    // geometry and the seat's keymap.
-    wl_display_roundtrip(m_display);
-    wl_display_roundtrip(m_display);
-    if (!m_pointerManager || !m_keyboardManager || !m_seat) {
+    m_pointerManager = static_cast<zwlr_virtual_pointer_manager_v1*>(
+        m_session->bind(zwlr_virtual_pointer_manager_v1_interface, 1));
+    m_keyboardManager = static_cast<zwp_virtual_keyboard_manager_v1*>(
+        m_session->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
+    if (!m_pointerManager || !m_keyboardManager || !m_session->seat()) {
         disconnect();
         m_reason = "This Wayland compositor offers no virtual pointer and keyboard (wlroots' "
                    "protocols, which sway, Hyprland and labwc have)";
         return false;
     }
-    // The seat's keyboard was wanted for its keymap only; ours joins the seat next, and the keymap
-    // the seat then sends would be our own.
-    if (m_seatKeyboard) {
-        wl_keyboard_destroy(m_seatKeyboard);
-        m_seatKeyboard = nullptr;
-    }
+    // Taken once: after our keyboard joins the seat, the keymap the seat sends may be our own.
     if (m_baseKeymapText.empty())
-        takeSeatKeymap({});
-    m_pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(m_pointerManager, m_seat);
-    m_keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(m_keyboardManager, m_seat);
+        takeSeatKeymap(m_session->keymapText());
+    m_pointer = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(m_pointerManager,
+                                                                       m_session->seat());
+    m_keyboard = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(m_keyboardManager,
+                                                                         m_session->seat());
     useBaseKeymap();
-    if (wl_display_roundtrip(m_display) < 0) {
+    if (wl_display_roundtrip(m_session->display()) < 0) {
         // A compositor may refuse the keyboard to some clients (a protocol error).
         disconnect();
         m_reason = "The Wayland compositor refused this program a virtual keyboard";
         return false;
     }
+    m_session->setLostHandler([this](std::string why) { lose(std::move(why)); });
     m_shadow.forget();
     m_reason.clear();
-    m_notifier = std::make_unique<QSocketNotifier>(wl_display_get_fd(m_display),
-                                                   QSocketNotifier::Read);
-    QObject::connect(m_notifier.get(), &QSocketNotifier::activated, m_notifier.get(),
-                     [this] { readEvents(); });
     notifyRestored();
     return true;
 }
 
 void WlrootsBackend::disconnect() {
-    m_notifier.reset();
-    if (!m_display)
-        return;
-    if (m_pointer)
-        zwlr_virtual_pointer_v1_destroy(m_pointer);
-    if (m_keyboard)
-        zwp_virtual_keyboard_v1_destroy(m_keyboard);
-    for (Output& output : m_outputs) {
-        if (output.logical)
-            zxdg_output_v1_destroy(output.logical);
-        wl_output_destroy(output.output);
+    if (m_session && !m_session->isLost()) {
+        if (m_pointer)
+            zwlr_virtual_pointer_v1_destroy(m_pointer);
+        if (m_keyboard)
+            zwp_virtual_keyboard_v1_destroy(m_keyboard);
+        if (m_pointerManager)
+            zwlr_virtual_pointer_manager_v1_destroy(m_pointerManager);
+        if (m_keyboardManager)
+            zwp_virtual_keyboard_manager_v1_destroy(m_keyboardManager);
     }
-    m_outputs.clear();
-    if (m_seatKeyboard)
-        wl_keyboard_destroy(m_seatKeyboard);
-    if (m_seat)
-        wl_seat_destroy(m_seat);
-    if (m_outputManager)
-        zxdg_output_manager_v1_destroy(m_outputManager);
-    if (m_pointerManager)
-        zwlr_virtual_pointer_manager_v1_destroy(m_pointerManager);
-    if (m_keyboardManager)
-        zwp_virtual_keyboard_manager_v1_destroy(m_keyboardManager);
-    if (m_registry)
-        wl_registry_destroy(m_registry);
-    wl_display_flush(m_display);
-    wl_display_disconnect(m_display);
-    m_display = nullptr;
-    m_registry = nullptr;
+    m_session.reset();
     m_pointerManager = nullptr;
     m_keyboardManager = nullptr;
-    m_outputManager = nullptr;
-    m_seat = nullptr;
-    m_seatKeyboard = nullptr;
     m_pointer = nullptr;
     m_keyboard = nullptr;
     m_buttons.clear();
@@ -278,60 +201,25 @@ void WlrootsBackend::disconnect() {
     m_scrolling = false;
 }
 
-void WlrootsBackend::global(wl_registry* registry, std::uint32_t name, const char* interface,
-                            std::uint32_t version) {
-    const std::string_view kind(interface);
-    if (kind == zwlr_virtual_pointer_manager_v1_interface.name) {
-        m_pointerManager = static_cast<zwlr_virtual_pointer_manager_v1*>(
-            wl_registry_bind(registry, name, &zwlr_virtual_pointer_manager_v1_interface, 1));
-    } else if (kind == zwp_virtual_keyboard_manager_v1_interface.name) {
-        m_keyboardManager = static_cast<zwp_virtual_keyboard_manager_v1*>(
-            wl_registry_bind(registry, name, &zwp_virtual_keyboard_manager_v1_interface, 1));
-    } else if (kind == wl_output_interface.name) {
-        Output& output = m_outputs.emplace_back();
-        output.name = name;
-        output.output = static_cast<wl_output*>(
-            wl_registry_bind(registry, name, &wl_output_interface, std::min(version, 2u)));
-        wl_output_add_listener(output.output, &outputListener, &output);
-        watchLogicalGeometry(output);
-    } else if (kind == zxdg_output_manager_v1_interface.name) {
-        m_outputManager = static_cast<zxdg_output_manager_v1*>(wl_registry_bind(
-            registry, name, &zxdg_output_manager_v1_interface, std::min(version, 2u)));
-        for (Output& output : m_outputs)
-            watchLogicalGeometry(output);
-    } else if (kind == wl_seat_interface.name && !m_seat) {
-        m_seatName = name;
-        m_seat = static_cast<wl_seat*>(
-            wl_registry_bind(registry, name, &wl_seat_interface, std::min(version, 4u)));
-        wl_seat_add_listener(m_seat, &seatListener, this);
-    }
+// The compositor is gone (restarted or crashed) or withdrew what we post with: whatever our
+// devices held went with them. The session is closed and the controller told from the event
+// loop, never from inside the session's own callback or one of the controller's calls.
+void WlrootsBackend::lose(std::string why) {
+    if (!canPost())
+        return;
+    m_reason = "Input through the Wayland compositor stopped: " + why +
+               "; waiting for it to come back";
+    m_buttons.clear();
+    m_keys.clear();
+    m_text.clear();
+    m_scrolling = false;
+    QTimer::singleShot(0, &m_reconnect, [this] {
+        disconnect();
+        m_reconnect.start();
+        notifyLost();
+    });
 }
 
-void WlrootsBackend::watchLogicalGeometry(Output& output) {
-    if (!m_outputManager || output.logical)
-        return;
-    output.logical = zxdg_output_manager_v1_get_xdg_output(m_outputManager, output.output);
-    zxdg_output_v1_add_listener(output.logical, &logicalOutputListener, &output);
-}
-
-void WlrootsBackend::globalRemoved(std::uint32_t name) {
-    if (name == m_seatName && m_seat) {
-        lose("The Wayland compositor removed the seat this program posted to");
-        return;
-    }
-    for (auto output = m_outputs.begin(); output != m_outputs.end(); ++output) {
-        if (output->name != name)
-            continue;
-        if (output->logical)
-            zxdg_output_v1_destroy(output->logical);
-        wl_output_destroy(output->output);
-        m_outputs.erase(output);
-        return;
-    }
-}
-
-// The real keymap: the seat's, as the compositor applies it to its own keyboards, or, when the
-// seat has no keyboard to take it from, the system's default layout.
 void WlrootsBackend::takeSeatKeymap(std::string_view text) {
     std::unique_ptr<xkb_keymap, XkbKeymapDeleter> keymap;
     if (!text.empty()) {
@@ -375,34 +263,10 @@ void WlrootsBackend::sendModifiers() {
         xkb_state_serialize_layout(m_baseState.get(), XKB_STATE_LAYOUT_EFFECTIVE));
 }
 
-void WlrootsBackend::readEvents() {
-    if (!m_display)
-        return;
-    if (wl_display_prepare_read(m_display) == 0)
-        wl_display_read_events(m_display);
-    wl_display_dispatch_pending(m_display);
-    checkConnection();
-}
-
-void WlrootsBackend::checkConnection() {
-    if (m_display && wl_display_get_error(m_display) != 0)
-        lose("The Wayland compositor closed its connection");
-}
-
-void WlrootsBackend::lose(std::string reason) {
-    disconnect();
-    m_reason = std::move(reason) + "; waiting for it to come back";
-    m_reconnect.start();
-    notifyLost();
-}
-
 std::vector<DisplayRect> WlrootsBackend::displays() {
     if (!canPost())
         return {};
-    std::vector<DisplayRect> rects;
-    for (const Output& output : m_outputs)
-        if (output.rect().isUsable())
-            rects.push_back(output.rect());
+    const std::vector<DisplayRect> rects = m_session->displays();
     if (rects != m_shadow.displays())
         m_shadow.setDisplays(rects);
     return rects;
@@ -580,102 +444,15 @@ void WlrootsBackend::releaseHeld() {
         zwlr_virtual_pointer_v1_frame(m_pointer);
         m_scrolling = false;
     }
-    wl_display_flush(m_display);
+    m_session->flush();
 }
 
 void WlrootsBackend::flush() {
-    if (!m_display || !canPost())
+    if (!canPost())
         return;
     typePendingText();
-    if (wl_display_flush(m_display) < 0 && errno != EAGAIN)
-        // The loss is reported from the event loop, not from inside this call.
-        QTimer::singleShot(0, &m_reconnect, [this] { checkConnection(); });
+    m_session->flush();
 }
-
-const wl_registry_listener WlrootsBackend::registryListener = {
-    [](void* data, wl_registry* registry, std::uint32_t name, const char* interface,
-       std::uint32_t version) {
-        static_cast<WlrootsBackend*>(data)->global(registry, name, interface, version);
-    },
-    [](void* data, wl_registry*, std::uint32_t name) {
-        static_cast<WlrootsBackend*>(data)->globalRemoved(name);
-    },
-};
-
-const wl_output_listener WlrootsBackend::outputListener = {
-    [](void* data, wl_output*, std::int32_t x, std::int32_t y, std::int32_t, std::int32_t,
-       std::int32_t, const char*, const char*, std::int32_t) {
-        auto& output = *static_cast<Output*>(data);
-        output.fromOutput.x = x;
-        output.fromOutput.y = y;
-    },
-    [](void* data, wl_output*, std::uint32_t flags, std::int32_t width, std::int32_t height,
-       std::int32_t) {
-        if (flags & WL_OUTPUT_MODE_CURRENT) {
-            auto& output = *static_cast<Output*>(data);
-            output.fromOutput.width = width;
-            output.fromOutput.height = height;
-        }
-    },
-    [](void*, wl_output*) {},
-    [](void* data, wl_output*, std::int32_t factor) { static_cast<Output*>(data)->scale = factor; },
-    [](void*, wl_output*, const char*) {},
-    [](void*, wl_output*, const char*) {},
-};
-
-const zxdg_output_v1_listener WlrootsBackend::logicalOutputListener = {
-    [](void* data, zxdg_output_v1*, std::int32_t x, std::int32_t y) {
-        auto& output = *static_cast<Output*>(data);
-        DisplayRect rect = output.fromLogical.value_or(DisplayRect{});
-        rect.x = x;
-        rect.y = y;
-        output.fromLogical = rect;
-    },
-    [](void* data, zxdg_output_v1*, std::int32_t width, std::int32_t height) {
-        auto& output = *static_cast<Output*>(data);
-        DisplayRect rect = output.fromLogical.value_or(DisplayRect{});
-        rect.width = width;
-        rect.height = height;
-        output.fromLogical = rect;
-    },
-    [](void*, zxdg_output_v1*) {},
-    [](void*, zxdg_output_v1*, const char*) {},
-    [](void*, zxdg_output_v1*, const char*) {},
-};
-
-const wl_seat_listener WlrootsBackend::seatListener = {
-    [](void* data, wl_seat* seat, std::uint32_t capabilities) {
-        auto& backend = *static_cast<WlrootsBackend*>(data);
-        // Only while connecting: afterwards the seat's keyboard may be our own.
-        if ((capabilities & WL_SEAT_CAPABILITY_KEYBOARD) && !backend.m_seatKeyboard &&
-            !backend.m_keyboard) {
-            backend.m_seatKeyboard = wl_seat_get_keyboard(seat);
-            wl_keyboard_add_listener(backend.m_seatKeyboard, &keyboardListener, &backend);
-        }
-    },
-    [](void*, wl_seat*, const char*) {},
-};
-
-const wl_keyboard_listener WlrootsBackend::keyboardListener = {
-    [](void* data, wl_keyboard*, std::uint32_t format, std::int32_t fd, std::uint32_t size) {
-        auto& backend = *static_cast<WlrootsBackend*>(data);
-        if (format == WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 && size > 0) {
-            void* text = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
-            if (text != MAP_FAILED) {
-                // The text ends with a NUL the size includes.
-                backend.takeSeatKeymap(std::string_view(static_cast<const char*>(text), size - 1));
-                munmap(text, size);
-            }
-        }
-        close(fd);
-    },
-    [](void*, wl_keyboard*, std::uint32_t, wl_surface*, wl_array*) {},
-    [](void*, wl_keyboard*, std::uint32_t, wl_surface*) {},
-    [](void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t) {},
-    [](void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t,
-       std::uint32_t) {},
-    [](void*, wl_keyboard*, std::int32_t, std::int32_t) {},
-};
 
 } // namespace
 

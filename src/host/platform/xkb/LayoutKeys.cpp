@@ -9,6 +9,8 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include "Keysym.h"
+
 namespace quillvane {
 namespace {
 
@@ -22,32 +24,6 @@ struct Deleter {
 };
 using Context = std::unique_ptr<xkb_context, Deleter<xkb_context, xkb_context_unref>>;
 using Keymap = std::unique_ptr<xkb_keymap, Deleter<xkb_keymap, xkb_keymap_unref>>;
-
-// The keysym that types a code point: control characters that have a key type as it, other
-// control characters have none.
-std::optional<xkb_keysym_t> keysymFor(char32_t codePoint) {
-    switch (codePoint) {
-    case U'\b':
-        return XKB_KEY_BackSpace;
-    case U'\t':
-        return XKB_KEY_Tab;
-    case U'\n':
-    case U'\r':
-        return XKB_KEY_Return;
-    case U'\x1b':
-        return XKB_KEY_Escape;
-    case U'\x7f':
-        return XKB_KEY_Delete;
-    default:
-        break;
-    }
-    if (codePoint < 0x20 || (codePoint >= 0x80 && codePoint < 0xa0))
-        return std::nullopt;
-    const xkb_keysym_t keysym = xkb_utf32_to_keysym(codePoint);
-    if (keysym == XKB_KEY_NoSymbol)
-        return std::nullopt;
-    return keysym;
-}
 
 // "KEY=value" or KEY="value" from a shell-style settings file.
 std::string settingFrom(const std::string& path, std::string_view key) {
