@@ -22,26 +22,11 @@ using testing_support::CompositorProcess;
 using testing_support::TextFieldWindow;
 using testing_support::WevEvent;
 using testing_support::WevRecorder;
+using testing_support::keyChanges;
+using testing_support::named;
 using Events = std::vector<WevEvent>;
 
 constexpr std::uint16_t macZ = 6, macShift = 56, macCommand = 55;
-
-std::vector<WevEvent> named(const Events& events, const std::string& name) {
-    std::vector<WevEvent> found;
-    for (const auto& event : events)
-        if (event.name == name)
-            found.push_back(event);
-    return found;
-}
-
-// "+125" for a press of evdev key 125, "-125" for its release (wev shows XKB codes, evdev + 8).
-std::vector<std::string> keyChanges(const Events& events) {
-    std::vector<std::string> changes;
-    for (const auto& event : named(events, "key"))
-        changes.push_back((event.number("state") == 1 ? "+" : "-") +
-                          std::to_string(int(*event.number("key")) - 8));
-    return changes;
-}
 
 class KWinBackendTest : public testing_support::IntegrationTest {
 protected:

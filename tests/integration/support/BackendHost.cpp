@@ -2,6 +2,7 @@
 
 #include "Uptime.h"
 #include "integration/IntegrationTest.h"
+#include "integration/support/WevRecorder.h"
 
 namespace quillvane::testing_support {
 
@@ -29,6 +30,10 @@ BackendHost::~BackendHost() {
 }
 
 bool BackendHost::startController() {
+    if (!m_host->isStarted()) {
+        m_output = "the host did not start: " + m_host->issue().toUtf8();
+        return false;
+    }
     m_output.clear();
     m_controller = std::make_unique<QProcess>();
     QObject::connect(m_controller.get(), &QProcess::readyReadStandardOutput, m_controller.get(),
@@ -49,6 +54,22 @@ void BackendHost::killController() {
     m_controller->kill();
     m_controller->waitForFinished();
     m_controller.reset();
+}
+
+::testing::AssertionResult killingTheControllerMidDragLetsGo(BackendHost& session,
+                                                             WevRecorder& wev) {
+    wev.clear();
+    session.send("drag on");
+    session.send("move 30 0");
+    if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1}; }))
+        return ::testing::AssertionFailure() << "the drag never pressed; wev saw:\n"
+                                             << described(wev.events());
+    session.killController();
+    if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1, 0}; },
+                     5000))
+        return ::testing::AssertionFailure() << "the drag's button is still held; wev saw:\n"
+                                             << described(wev.events());
+    return ::testing::AssertionSuccess();
 }
 
 } // namespace quillvane::testing_support

@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include <gtest/gtest.h>
+
 #include <QByteArray>
 #include <QProcess>
 #include <QSettings>
@@ -25,7 +27,8 @@ public:
     HostModel& host() { return *m_host; }
     InputController& input() { return m_input; }
 
-    // A controller bound to the host on both channels; false when it never got both welcomes.
+    // A controller bound to the host on both channels; false when the host did not start or the
+    // controller never got both welcomes (controllerOutput() says which).
     bool startController();
     // One command line of quillvane-controller ("move 40 -20", "drag on", "text Hi").
     void send(const std::string& line);
@@ -43,5 +46,12 @@ private:
     std::unique_ptr<QProcess> m_controller;
     QByteArray m_output;
 };
+
+class WevRecorder;
+
+// Starts a drag through the controller, kills the controller once wev has the press, and succeeds
+// when wev then sees the button let go within 5 s: the host's heartbeat limit and a margin.
+::testing::AssertionResult killingTheControllerMidDragLetsGo(BackendHost& session,
+                                                             WevRecorder& wev);
 
 } // namespace quillvane::testing_support

@@ -105,4 +105,34 @@ bool WevRecorder::hasEvent(const std::vector<WevEvent>& events, const std::strin
     return false;
 }
 
+std::vector<WevEvent> named(const std::vector<WevEvent>& events, const std::string& name) {
+    std::vector<WevEvent> found;
+    for (const auto& event : events)
+        if (event.name == name)
+            found.push_back(event);
+    return found;
+}
+
+std::vector<std::string> keyChanges(const std::vector<WevEvent>& events) {
+    std::vector<std::string> changes;
+    for (const auto& event : named(events, "key"))
+        changes.push_back((event.number("state") == 1 ? "+" : "-") +
+                          std::to_string(int(event.number("key").value_or(8)) - 8));
+    return changes;
+}
+
+std::vector<int> buttonStates(const std::vector<WevEvent>& events) {
+    std::vector<int> states;
+    for (const auto& event : named(events, "button"))
+        states.push_back(int(event.number("state").value_or(-1)));
+    return states;
+}
+
+std::string described(const std::vector<WevEvent>& events) {
+    std::string text;
+    for (const auto& event : events)
+        text += event.interface + " " + event.name + ": " + event.fields + "\n";
+    return text;
+}
+
 } // namespace quillvane::testing_support

@@ -62,4 +62,13 @@ private:
     std::size_t m_clearedUpTo = 0;
 };
 
+// The events of one name ("motion", "button"), in order.
+std::vector<WevEvent> named(const std::vector<WevEvent>& events, const std::string& name);
+// "+125" for a press of evdev key 125, "-125" for its release (wev shows XKB codes, evdev + 8).
+std::vector<std::string> keyChanges(const std::vector<WevEvent>& events);
+// The state of each button event in order: 1 pressed, 0 released.
+std::vector<int> buttonStates(const std::vector<WevEvent>& events);
+// What wev saw, one event a line, for failure messages.
+std::string described(const std::vector<WevEvent>& events);
+
 } // namespace quillvane::testing_support

@@ -180,16 +180,15 @@ bool WlrootsBackend::connect() {
 }
 
 void WlrootsBackend::disconnect() {
-    if (m_session && !m_session->isLost()) {
-        if (m_pointer)
-            zwlr_virtual_pointer_v1_destroy(m_pointer);
-        if (m_keyboard)
-            zwp_virtual_keyboard_v1_destroy(m_keyboard);
-        if (m_pointerManager)
-            zwlr_virtual_pointer_manager_v1_destroy(m_pointerManager);
-        if (m_keyboardManager)
-            zwp_virtual_keyboard_manager_v1_destroy(m_keyboardManager);
-    }
+    // On a broken connection the requests are dropped and only our side is freed.
+    if (m_pointer)
+        zwlr_virtual_pointer_v1_destroy(m_pointer);
+    if (m_keyboard)
+        zwp_virtual_keyboard_v1_destroy(m_keyboard);
+    if (m_pointerManager)
+        zwlr_virtual_pointer_manager_v1_destroy(m_pointerManager);
+    if (m_keyboardManager)
+        zwp_virtual_keyboard_manager_v1_destroy(m_keyboardManager);
     m_session.reset();
     m_pointerManager = nullptr;
     m_keyboardManager = nullptr;
