@@ -445,9 +445,8 @@ void MutterBackend::key(std::uint16_t macKeyCode, bool down) {
 
 // Mutter turns a keysym into the key and level of its layout that type it, and drops keysyms its
 // layout lacks; those characters must be pasted. A text is typed as keysyms when its layout has
-// every character, and pasted whole otherwise: Mutter itself reads each new selection, so the
-// route cannot tell when the program pasting has read it, and a second paste right behind the
-// first could be read in its place.
+// every character, and pasted whole otherwise: one paste, one wait for the program to read it,
+// and no keysym of the text racing ahead of a paste.
 void MutterBackend::text(std::string_view character) {
     if (!canPost() || !isValidUtf8(character))
         return;

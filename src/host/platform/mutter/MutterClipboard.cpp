@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusUnixFileDescriptor>
 #include <QElapsedTimer>
@@ -18,6 +19,22 @@ const QString sessionInterface = QStringLiteral("org.gnome.Mutter.RemoteDesktop.
 const QStringList textTypes{QStringLiteral("text/plain;charset=utf-8"),
                             QStringLiteral("text/plain"), QStringLiteral("UTF8_STRING"),
                             QStringLiteral("STRING"), QStringLiteral("TEXT")};
+
+// SelectionOwnerChanged gives the types as a structure holding the list ("(as)").
+QStringList mimeTypesOf(const QVariant& value) {
+    if (!value.canConvert<QDBusArgument>())
+        return value.toStringList();
+    const auto argument = value.value<QDBusArgument>();
+    QStringList types;
+    if (argument.currentType() == QDBusArgument::StructureType) {
+        argument.beginStructure();
+        argument >> types;
+        argument.endStructure();
+    } else if (argument.currentType() == QDBusArgument::ArrayType) {
+        argument >> types;
+    }
+    return types;
+}
 
 } // namespace
 
@@ -40,7 +57,7 @@ QDBusMessage MutterClipboard::call(const QString& method, const QVariantList& ar
 void MutterClipboard::ownerChanged(const QVariantMap& options) {
     m_selectionIsOurs = options.value(QStringLiteral("session-is-owner")).toBool();
     if (!m_selectionIsOurs) {
-        m_userTypes = options.value(QStringLiteral("mime-types")).toStringList();
+        m_userTypes = mimeTypesOf(options.value(QStringLiteral("mime-types")));
         m_restored.clear();
     }
 }
@@ -63,7 +80,12 @@ void MutterClipboard::transfer(const QString& mimeType, uint serial) {
                 done += n;
             }
             written = done == data.size();
-            m_delivered = m_delivered || written;
+            // Mutter's own copy of a new selection is the first read of it; the paste comes
+            // after.
+            if (m_ownCopyPending)
+                m_ownCopyPending = false;
+            else
+                m_delivered = m_delivered || written;
         }
     }
     call(QStringLiteral("SelectionWriteDone"), {serial, written});
@@ -118,6 +140,7 @@ bool MutterClipboard::offer(const std::string& text) {
         content[type] = QByteArray::fromStdString(text);
     setSelection(std::move(content));
     m_delivered = false;
+    m_ownCopyPending = true;
     return true;
 }
 

@@ -27,15 +27,20 @@ public:
     // of an ordinary copy matters; a copied video does not fit the purpose.
     static constexpr std::size_t maximumKeptBytes = 16 * 1024 * 1024;
     static constexpr int maximumKeptTypes = 16;
-    // How long the program owning the clipboard gets to hand its content over.
-    static constexpr int readTimeoutMs = 300;
+    // How long the program owning the clipboard gets to hand its content over, once per paste
+    // burst. A busy desktop's program can take some hundred milliseconds, and giving up loses
+    // the user's copy for good.
+    static constexpr int readTimeoutMs = 1000;
 
     // `session` is the object path of a started session created on `bus`.
     MutterClipboard(QDBusConnection bus, QString session);
 
     bool offer(const std::string& text) override;
     void restore() override;
-    // Mutter passes each read on to us, so we know when the paste was read.
+    // Mutter passes each read on to us, so we know when the paste was read. Mutter itself reads
+    // every new selection once, as it is set, to keep a copy for when its owner goes away: that
+    // read, always the first, does not count, or the user's clipboard could be put back before the
+    // program pasting had read ours, and pasted in its place.
     bool delivered() const override { return m_delivered; }
 
 private Q_SLOTS:
@@ -57,6 +62,7 @@ private:
     bool m_selectionIsOurs = false;
     Content m_served;
     bool m_delivered = true;
+    bool m_ownCopyPending = false;
     // The user's content, taken at the first offer and given back by restore(); and what the last
     // restore() gave back.
     std::optional<Content> m_kept;
