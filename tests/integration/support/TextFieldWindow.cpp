@@ -33,6 +33,8 @@ void TextFieldWindow::readOutput() {
             m_focused = true;
         else if (line.starts_with("text: "))
             m_text = line.substr(6);
+        else if (line == "copy read")
+            m_copyRead = true;
         else if (line.starts_with("clipboard: "))
             m_clipboard = line.substr(11);
     }
@@ -47,8 +49,10 @@ std::string TextFieldWindow::waitForText(const std::string& expected, int timeou
     return m_text;
 }
 
-void TextFieldWindow::copy(const std::string& text) {
+bool TextFieldWindow::copy(const std::string& text, int timeoutMs) {
+    m_copyRead = false;
     m_process->write(QByteArray::fromStdString("copy " + text + "\n"));
+    return waitUntil([this] { return m_copyRead; }, timeoutMs);
 }
 
 std::string TextFieldWindow::waitForClipboard(const std::string& expected, int timeoutMs) {

@@ -18,8 +18,9 @@ public:
     bool waitUntilFocused(int timeoutMs = 15000);
     // Waits until the field holds `expected`; the text it holds last either way.
     std::string waitForText(const std::string& expected, int timeoutMs = 10000);
-    // Copies `text` to the clipboard from the window, as its user would.
-    void copy(const std::string& text);
+    // Copies `text` to the clipboard from the window, as its user would; true once a program read
+    // it through the compositor.
+    bool copy(const std::string& text, int timeoutMs = 10000);
     // Asks the window for the clipboard until it holds `expected`; what it held last either way.
     std::string waitForClipboard(const std::string& expected, int timeoutMs = 10000);
 
@@ -31,6 +32,7 @@ private:
     bool m_focused = false;
     std::string m_text;
     std::optional<std::string> m_clipboard;
+    bool m_copyRead = false;
 };
 
 } // namespace quillvane::testing_support

@@ -2,14 +2,16 @@
 // Wayland input tests: a Qt application like many a user types into. Every change of its text is
 // printed on standard output as one line, "text: " followed by the text with backslashes, line
 // breaks and carriage returns escaped; "focused" is printed once the window has the keyboard.
-// It copies as a user would: "copy TEXT" on standard input puts TEXT on the clipboard, and
-// "clipboard" prints "clipboard: " and what the clipboard holds, escaped likewise.
+// It copies as a user would: "copy TEXT" on standard input puts TEXT on the clipboard and prints
+// "copy read" once a program has read it through the compositor (Mutter does as it takes a new
+// selection); "clipboard" prints "clipboard: " and what the clipboard holds, escaped likewise.
 
 #include <cstdio>
 #include <unistd.h>
 
 #include <QApplication>
 #include <QClipboard>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QSocketNotifier>
 #include <QWindow>
@@ -22,6 +24,18 @@ void printEscaped(const char* label, QString text) {
     std::printf("%s: %s\n", label, text.toUtf8().constData());
     std::fflush(stdout);
 }
+// The user's copy. Qt's own widgets read it as "text/plain"; a read through the compositor asks
+// for the type with its character set.
+class WatchedCopy final : public QMimeData {
+protected:
+    QVariant retrieveData(const QString& type, QMetaType preferred) const override {
+        if (type == QStringLiteral("text/plain;charset=utf-8")) {
+            std::printf("copy read\n");
+            std::fflush(stdout);
+        }
+        return QMimeData::retrieveData(type, preferred);
+    }
+};
 } // namespace
 
 int main(int argc, char** argv) {
@@ -43,10 +57,13 @@ int main(int argc, char** argv) {
         commands.append(buffer, n);
         for (qsizetype end; (end = commands.indexOf('\n')) >= 0; commands.remove(0, end + 1)) {
             const QString line = QString::fromUtf8(commands.left(end));
-            if (line.startsWith(QStringLiteral("copy ")))
-                QGuiApplication::clipboard()->setText(line.mid(5));
-            else if (line == QStringLiteral("clipboard"))
+            if (line.startsWith(QStringLiteral("copy "))) {
+                auto* copy = new WatchedCopy;
+                copy->setText(line.mid(5));
+                QGuiApplication::clipboard()->setMimeData(copy);
+            } else if (line == QStringLiteral("clipboard")) {
                 printEscaped("clipboard", QGuiApplication::clipboard()->text());
+            }
         }
     });
     QObject::connect(&application, &QGuiApplication::focusWindowChanged, &field, [](QWindow* window) {

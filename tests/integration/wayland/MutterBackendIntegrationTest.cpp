@@ -171,11 +171,11 @@ TEST_F(MutterBackendTest, textOfAnyScriptArrivesAsTypedAndTheClipboardIsKept) {
     warmUpKeyboard();
     TextFieldWindow field(socketName);
     ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
-    field.copy("the user's copy");
-    ASSERT_EQ(field.waitForClipboard("the user's copy"), "the user's copy");
     BackendHost session(*m_backend);
     ASSERT_TRUE(session.startController()) << session.controllerOutput();
     session.send("text Hi!");
+    ASSERT_EQ(field.waitForText("Hi!"), "Hi!");
+    ASSERT_TRUE(field.copy("the user's copy")) << "Mutter never took the window's copy";
     session.send("text  Hello, 世界 👋"); // the controller trims its lines, not inner spaces
     EXPECT_EQ(field.waitForText("Hi! Hello, 世界 👋"), "Hi! Hello, 世界 👋");
     EXPECT_EQ(field.waitForClipboard("the user's copy"), "the user's copy");
