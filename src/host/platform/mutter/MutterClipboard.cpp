@@ -129,8 +129,11 @@ bool MutterClipboard::offer(const std::string& text) {
     if (!m_kept) {
         // A restored copy is still the user's while the selection stays ours.
         Content kept = m_selectionIsOurs ? m_restored : Content{};
+        // A copy made just now may not have been announced to us yet: its text is asked for
+        // all the same.
+        const QStringList& types = m_userTypes.isEmpty() ? textTypes : m_userTypes;
         if (!m_selectionIsOurs)
-            for (const QString& type : m_userTypes.mid(0, maximumKeptTypes))
+            for (const QString& type : types.mid(0, maximumKeptTypes))
                 if (auto data = read(type))
                     kept[type] = std::move(*data);
         m_kept = std::move(kept);
