@@ -349,6 +349,169 @@
     </message>
 </context>
 <context>
+    <name>quillvane::ConnectionPage</name>
+    <message>
+        <source>连接与控制</source>
+        <translation>Connection &amp; Control</translation>
+    </message>
+    <message>
+        <source>配对你的 iPhone，并开启鼠标与键盘控制。</source>
+        <translation>Pair your phone and turn on mouse and keyboard control.</translation>
+    </message>
+    <message>
+        <source>连接 iPhone</source>
+        <translation>Connect Your Phone</translation>
+    </message>
+    <message>
+        <source>让 iPhone 和 Mac 连接同一 Wi-Fi，在手机上扫描配对码。</source>
+        <translation>Put the phone and this computer on the same Wi-Fi, then scan the pairing code with the phone.</translation>
+    </message>
+    <message>
+        <source>配对码包含控制这台 Mac 的密钥，请只在自己的手机上扫描。</source>
+        <translation>The pairing code holds the key that controls this computer. Scan it only with your own phone.</translation>
+    </message>
+    <message>
+        <source>显示配对码</source>
+        <translation>Show Pairing Code</translation>
+    </message>
+    <message>
+        <source>复制配对链接</source>
+        <translation>Copy Pairing Link</translation>
+    </message>
+    <message>
+        <source>撤销配对并换码</source>
+        <translation>Revoke and Renew Code</translation>
+    </message>
+    <message>
+        <source>没有可用的系统密钥环：配对密钥保存在只有你能读取的文件中，未受密钥环保护。</source>
+        <translation>No system keyring is available: the pairing key is kept in a file only you can read, not protected by a keyring.</translation>
+    </message>
+    <message>
+        <source>鼠标与键盘权限</source>
+        <translation>Mouse and Keyboard Access</translation>
+    </message>
+    <message>
+        <source>允许 Quillvane 将手机上的手势与按键发送到这台 Mac。</source>
+        <translation>Lets Quillvane send the gestures and keys from your phone to this computer.</translation>
+    </message>
+    <message>
+        <source>检查授权状态</source>
+        <translation>Check Again</translation>
+    </message>
+    <message>
+        <source>已授权：通过 %1 发送鼠标与键盘事件。</source>
+        <translation>Allowed: mouse and keyboard events are sent through %1.</translation>
+    </message>
+    <message>
+        <source>尚未授权：</source>
+        <translation>Not allowed yet: </translation>
+    </message>
+    <message>
+        <source>撤销现有配对？</source>
+        <translation>Revoke the current pairing?</translation>
+    </message>
+    <message>
+        <source>已连接的手机会断开，需要重新扫码配对。</source>
+        <translation>A connected phone will be disconnected and must scan the new code to pair again.</translation>
+    </message>
+    <message>
+        <source>撤销并生成新码</source>
+        <translation>Revoke and Create New Code</translation>
+    </message>
+    <message>
+        <source>取消</source>
+        <translation>Cancel</translation>
+    </message>
+</context>
+<context>
+    <name>quillvane::GeneralPage</name>
+    <message>
+        <source>通用</source>
+        <translation>General</translation>
+    </message>
+    <message>
+        <source>设置 Quillvane 的语言和启动方式。</source>
+        <translation>Choose Quillvane&apos;s language and how it starts.</translation>
+    </message>
+    <message>
+        <source>语言</source>
+        <translation>Language</translation>
+    </message>
+    <message>
+        <source>启动</source>
+        <translation>Startup</translation>
+    </message>
+    <message>
+        <source>登录 Mac 后自动启动 Quillvane，在菜单栏等待 iPhone 连接。</source>
+        <translation>Starts Quillvane when you log in, waiting in the tray for your phone to connect.</translation>
+    </message>
+    <message>
+        <source>开机自动启动</source>
+        <translation>Start at Login</translation>
+    </message>
+    <message>
+        <source>关于</source>
+        <translation>About</translation>
+    </message>
+    <message>
+        <source>关闭设置窗口后，Quillvane 会继续在菜单栏运行。</source>
+        <translation>Closing the settings window keeps Quillvane running in the tray.</translation>
+    </message>
+    <message>
+        <source>版本 %@</source>
+        <translation>Version %@</translation>
+    </message>
+    <message>
+        <source>跟随系统</source>
+        <translation>System Language</translation>
+    </message>
+</context>
+<context>
+    <name>quillvane::SettingsWindow</name>
+    <message>
+        <source>Quillvane</source>
+        <translation>Quillvane</translation>
+    </message>
+    <message>
+        <source>你的 Mac，触手可及</source>
+        <translation>Your computer, at your fingertips</translation>
+    </message>
+    <message>
+        <source>连接与控制</source>
+        <translation>Connection &amp; Control</translation>
+    </message>
+    <message>
+        <source>语音输入</source>
+        <translation>Voice Input</translation>
+    </message>
+    <message>
+        <source>通用</source>
+        <translation>General</translation>
+    </message>
+</context>
+<context>
+    <name>quillvane::ShortcutEditor</name>
+    <message>
+        <source>仅修饰键</source>
+        <translation>Modifiers Only</translation>
+    </message>
+    <message>
+        <source>空格</source>
+        <translation>Space</translation>
+    </message>
+    <message>
+        <source>键码 %1</source>
+        <translation>Key code %1</translation>
+    </message>
+</context>
+<context>
+    <name>quillvane::TrayHint</name>
+    <message>
+        <source>这个桌面没有系统托盘，关闭此窗口会退出 Quillvane。GNOME 需要安装 AppIndicator 扩展才能显示托盘图标。</source>
+        <translation>This desktop has no system tray, so closing this window quits Quillvane. GNOME shows tray icons once the AppIndicator extension is installed.</translation>
+    </message>
+</context>
+<context>
     <name>quillvane::TrayMenu</name>
     <message>
         <source>断开手机</source>
@@ -365,6 +528,85 @@
     <message>
         <source>Quillvane，正在传音</source>
         <translation>Quillvane, relaying voice</translation>
+    </message>
+</context>
+<context>
+    <name>quillvane::VoicePage</name>
+    <message>
+        <source>语音输入</source>
+        <translation>Voice Input</translation>
+    </message>
+    <message>
+        <source>将手机采集的声音传给 Mac 上的语音输入法。</source>
+        <translation>Passes the sound your phone records to the voice input method on this computer.</translation>
+    </message>
+    <message>
+        <source>虚拟麦克风</source>
+        <translation>Virtual Microphone</translation>
+    </message>
+    <message>
+        <source>语音输入法中也需选择 Quillvane Microphone。安装后可能需要重启 Mac。</source>
+        <translation>Choose Quillvane Microphone in your voice input method too. After installing, the computer may need a restart.</translation>
+    </message>
+    <message>
+        <source>安装 / 修复麦克风</source>
+        <translation>Install / Repair Microphone</translation>
+    </message>
+    <message>
+        <source>请先结束语音，再安装麦克风</source>
+        <translation>Finish the voice message before installing the microphone</translation>
+    </message>
+    <message>
+        <source>音频输出设备</source>
+        <translation>Audio Output Device</translation>
+    </message>
+    <message>
+        <source>请选择虚拟音频设备</source>
+        <translation>Choose the virtual audio device</translation>
+    </message>
+    <message>
+        <source>使用 Quillvane 麦克风</source>
+        <translation>Use Quillvane Microphone</translation>
+    </message>
+    <message>
+        <source>刷新</source>
+        <translation>Refresh</translation>
+    </message>
+    <message>
+        <source>语音快捷键</source>
+        <translation>Voice Shortcut</translation>
+    </message>
+    <message>
+        <source>与语音输入法中的快捷键保持一致。</source>
+        <translation>Use the same shortcut as your voice input method.</translation>
+    </message>
+    <message>
+        <source>语音输入法的录音方式</source>
+        <translation>How Your Voice Input Method Records</translation>
+    </message>
+    <message>
+        <source>松开手机按钮后结束语音；回车需要单独点击。</source>
+        <translation>Voice ends when you release the button on the phone; tap Return separately.</translation>
+    </message>
+    <message>
+        <source>按住录音，松开停止</source>
+        <translation>Hold to record, release to stop</translation>
+    </message>
+    <message>
+        <source>按一次开始，再按一次停止（Typeless）</source>
+        <translation>Press once to start, again to stop (Typeless)</translation>
+    </message>
+    <message>
+        <source>启动等待</source>
+        <translation>Start Delay</translation>
+    </message>
+    <message>
+        <source>如果语音开头缺字，可适当增加等待时间。</source>
+        <translation>If the first words go missing, increase the delay a little.</translation>
+    </message>
+    <message>
+        <source>%.1f 秒</source>
+        <translation>%.1f s</translation>
     </message>
 </context>
 </TS>

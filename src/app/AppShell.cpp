@@ -3,19 +3,19 @@
 #include <QApplication>
 #include <QEvent>
 
+#include "AppStrings.h"
+#include "LoginItemSettings.h"
 #include "SettingsWindow.h"
 #include "TrayHint.h"
 #include "TrayMenu.h"
 
 namespace quillvane {
 
-namespace {
-
-QString hostText(const QString& text) { return text; }
-
-} // namespace
-
-AppShell::AppShell(std::string_view inputBackend) : m_runtime(inputBackend) {
+AppShell::AppShell(std::string_view inputBackend)
+    : m_runtime(inputBackend),
+      // Registers the program at its first run, before anything else can go wrong.
+      m_loginItems(std::make_unique<LoginItemSettings>(m_runtime.settings())),
+      m_strings(std::make_unique<AppStrings>(m_runtime.settings())) {
     // The program lives in the tray; windows come and go.
     QApplication::setQuitOnLastWindowClosed(false);
 }
@@ -24,7 +24,7 @@ AppShell::~AppShell() = default;
 
 void AppShell::start() {
     m_runtime.host().start();
-    m_window = std::make_unique<SettingsWindow>(m_runtime.host(), hostText);
+    m_window = std::make_unique<SettingsWindow>(m_runtime.host(), *m_strings, *m_loginItems);
     m_window->setInputBackend(&m_runtime.backend());
     m_window->installEventFilter(this);
     if (m_trayAvailability.available()) {
@@ -46,7 +46,8 @@ bool AppShell::eventFilter(QObject* watched, QEvent* event) {
 void AppShell::showTray() {
     if (m_tray)
         return;
-    m_tray = std::make_unique<TrayMenu>(m_runtime.host(), hostText);
+    m_tray = std::make_unique<TrayMenu>(m_runtime.host(),
+                                        [this](const QString& text) { return m_strings->issue(text); });
     connect(m_tray.get(), &TrayMenu::openRequested, m_window.get(), &SettingsWindow::present);
     connect(m_tray.get(), &TrayMenu::quitRequested, this, &AppShell::quit);
     m_tray->showInTray();

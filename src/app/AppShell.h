@@ -10,11 +10,14 @@
 
 namespace quillvane {
 
+class AppStrings;
+class LoginItemSettings;
 class SettingsWindow;
 class TrayMenu;
 
-// The desktop program: the host session, its tray item and its settings window, created in the
-// order the host needs (the host listens and advertises before any window exists) and torn down
+// The desktop program: the host session, the interface language, the login item, the tray item
+// and the settings window, created in the order the host needs (the host listens and advertises
+// before any window exists) and torn down
 // so that every link is closed before the program ends. Without a tray the window is the program:
 // it opens at start, says how to get a tray, and closing it quits, until a tray appears.
 class AppShell : public QObject {
@@ -37,6 +40,8 @@ private:
     void quit();
 
     HostRuntime m_runtime;
+    std::unique_ptr<LoginItemSettings> m_loginItems;
+    std::unique_ptr<AppStrings> m_strings;
     TrayAvailability m_trayAvailability;
     std::unique_ptr<SettingsWindow> m_window;
     std::unique_ptr<TrayMenu> m_tray;

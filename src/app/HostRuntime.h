@@ -24,6 +24,8 @@ public:
     explicit HostRuntime(std::string_view inputBackend);
 
     HostModel& host() { return *m_host; }
+    // The user's settings file, shared with the desktop shell's own settings.
+    QSettings& settings() { return m_settings; }
     const InputBackend& backend() const { return *m_backend; }
 
 private:

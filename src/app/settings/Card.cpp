@@ -36,6 +36,7 @@ Card::Card(QWidget* parent)
 
 void Card::setTitle(const QString& title) {
     m_title->setText(title);
+    m_title->setVisible(!title.isEmpty());
 }
 
 void Card::setInfo(const QString& info) {

@@ -15,6 +15,7 @@ class Card : public QFrame {
 public:
     explicit Card(QWidget* parent = nullptr);
 
+    // An empty title hides it.
     void setTitle(const QString& title);
     // An empty text hides the line.
     void setInfo(const QString& info);

@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QEvent>
 #include <QLabel>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -35,6 +36,20 @@ SettingsPage::SettingsPage(HostText hostText, QWidget* parent)
     m_cards->addSpacing(2);
     m_cards->addStretch(1);
     setWidget(body);
+    body->installEventFilter(this);
+}
+
+QSize SettingsPage::minimumSizeHint() const {
+    const QSize content = widget()->minimumSizeHint();
+    return {content.width() + verticalScrollBar()->sizeHint().width(),
+            QScrollArea::minimumSizeHint().height()};
+}
+
+bool SettingsPage::eventFilter(QObject* watched, QEvent* event) {
+    // The body's layout changed (new texts): the page's own minimum follows it.
+    if (watched == widget() && event->type() == QEvent::LayoutRequest)
+        updateGeometry();
+    return QScrollArea::eventFilter(watched, event);
 }
 
 void SettingsPage::changeEvent(QEvent* event) {

@@ -26,8 +26,13 @@ public:
 
     virtual void retranslate() = 0;
 
+    // The page scrolls only vertically, so it is never narrower than its widest card: a longer
+    // text after a language switch widens the window instead of being cut off at its edge.
+    QSize minimumSizeHint() const override;
+
 protected:
     void changeEvent(QEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     void setHeading(const QString& title, const QString& subtitle);
     Card* addCard();

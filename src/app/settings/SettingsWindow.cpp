@@ -3,12 +3,16 @@
 #include <QEvent>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeySequence>
 #include <QLabel>
 #include <QListWidget>
+#include <QShortcut>
 #include <QStackedWidget>
 #include <QVBoxLayout>
 
+#include "AppStrings.h"
 #include "ConnectionPage.h"
+#include "GeneralPage.h"
 #include "VoicePage.h"
 
 namespace quillvane {
@@ -46,7 +50,8 @@ QListWidget#pageList::item:selected { background: palette(highlight); color: pal
 
 } // namespace
 
-SettingsWindow::SettingsWindow(HostModel& host, SettingsPage::HostText hostText, QWidget* parent)
+SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSettings& loginItems,
+                               QWidget* parent)
     : QMainWindow(parent) {
     setObjectName(QStringLiteral("settingsWindow"));
     setStyleSheet(QString::fromUtf8(windowStyle));
@@ -67,7 +72,7 @@ SettingsWindow::SettingsWindow(HostModel& host, SettingsPage::HostText hostText,
     m_pages->setObjectName(QStringLiteral("pageList"));
     m_pages->setFrameShape(QFrame::NoFrame);
     m_pages->setFocusPolicy(Qt::StrongFocus);
-    for (int i = 0; i < 2; ++i)
+    for (int i = 0; i < 3; ++i)
         m_pages->addItem(QString());
 
     auto* sidebarLayout = new QVBoxLayout(sidebar);
@@ -85,11 +90,16 @@ SettingsWindow::SettingsWindow(HostModel& host, SettingsPage::HostText hostText,
     divider->setFrameShadow(QFrame::Plain);
     divider->setObjectName(QStringLiteral("divider"));
 
+    const SettingsPage::HostText hostText = [&strings](const QString& text) {
+        return strings.issue(text);
+    };
     m_stack = new QStackedWidget;
     m_connection = new ConnectionPage(host, hostText, m_stack);
     m_voice = new VoicePage(host, hostText, m_stack);
+    m_general = new GeneralPage(strings, loginItems, hostText, m_stack);
     m_stack->addWidget(m_connection);
     m_stack->addWidget(m_voice);
+    m_stack->addWidget(m_general);
 
     auto* central = new QWidget(this);
     auto* layout = new QHBoxLayout(central);
@@ -108,12 +118,15 @@ SettingsWindow::SettingsWindow(HostModel& host, SettingsPage::HostText hostText,
             m_stack->setCurrentIndex(m_pages->row(selected.first()));
     });
     m_pages->setCurrentRow(0);
+    auto* close = new QShortcut(QKeySequence::Close, this);
+    connect(close, &QShortcut::activated, this, &QWidget::close);
     retranslate();
 }
 
 void SettingsWindow::present() {
     m_connection->hidePairing();
     m_connection->checkPermission();
+    m_general->refresh();
     if (isMinimized())
         setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
@@ -134,7 +147,7 @@ void SettingsWindow::changeEvent(QEvent* event) {
 void SettingsWindow::retranslate() {
     setWindowTitle(tr("Quillvane"));
     m_tagline->setText(tr("你的 Mac，触手可及"));
-    const QString titles[] = {tr("连接与控制"), tr("语音输入")};
+    const QString titles[] = {tr("连接与控制"), tr("语音输入"), tr("通用")};
     for (int i = 0; i < m_pages->count(); ++i)
         m_pages->item(i)->setText(titles[i]);
 }

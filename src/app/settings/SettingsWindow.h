@@ -10,19 +10,25 @@ class QStackedWidget;
 
 namespace quillvane {
 
+class AppStrings;
 class ConnectionPage;
+class GeneralPage;
 class HostModel;
 class InputBackend;
+class LoginItemSettings;
 class VoicePage;
 
 // The settings window: a sidebar with the program's name and its pages, and the chosen page.
-// Closing it only hides it; the program keeps running in the tray.
+// Closing it (also with Ctrl+W) only hides it; the program keeps running in the tray.
 class SettingsWindow : public QMainWindow {
     Q_OBJECT
 public:
-    SettingsWindow(HostModel& host, SettingsPage::HostText hostText, QWidget* parent = nullptr);
+    // Texts the host keeps untranslated are shown through `strings`.
+    SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSettings& loginItems,
+                   QWidget* parent = nullptr);
 
-    // Shows the window, or brings it forward, with the pairing code hidden again.
+    // Shows the window, or brings it forward, with the pairing code hidden again and the
+    // permission and the login item read afresh.
     void present();
     void setInputBackend(const InputBackend* backend);
 
@@ -37,6 +43,7 @@ private:
     QStackedWidget* m_stack;
     ConnectionPage* m_connection;
     VoicePage* m_voice;
+    GeneralPage* m_general;
 };
 
 } // namespace quillvane

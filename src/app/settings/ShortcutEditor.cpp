@@ -47,6 +47,8 @@ ShortcutEditor::ShortcutEditor(HostModel& host, std::function<QString(const QStr
     : QWidget(parent), m_host(host), m_hostText(std::move(hostText)), m_key(new QComboBox(this)),
       m_problem(new QLabel(this)) {
     m_key->setMaxVisibleItems(16);
+    // Wide enough for the longest key name in either language.
+    m_key->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     auto* row = new QHBoxLayout;
     row->setSpacing(12);
     row->addWidget(m_key);

@@ -50,11 +50,13 @@ VoicePage::VoicePage(HostModel& host, HostText hostText, QWidget* parent)
     m_useMicrophone = new QPushButton(m_deviceCard);
     m_refresh = new QPushButton(m_deviceCard);
     m_refresh->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
-    auto* deviceRow = new QHBoxLayout;
-    deviceRow->addWidget(m_devices, 1);
-    deviceRow->addWidget(m_useMicrophone);
-    deviceRow->addWidget(m_refresh);
-    m_deviceCard->content()->addLayout(deviceRow);
+    // The picker has a row of its own: device descriptions run long.
+    auto* deviceButtons = new QHBoxLayout;
+    deviceButtons->addWidget(m_useMicrophone);
+    deviceButtons->addWidget(m_refresh);
+    deviceButtons->addStretch(1);
+    m_deviceCard->content()->addWidget(m_devices);
+    m_deviceCard->content()->addLayout(deviceButtons);
 
     m_shortcutCard = addCard();
     m_shortcut = new ShortcutEditor(host, std::move(hostText), m_shortcutCard);

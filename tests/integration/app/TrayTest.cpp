@@ -147,6 +147,10 @@ protected:
         env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress());
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
         env.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
+        // A Chinese desktop, whose language the program follows.
+        env.remove(QStringLiteral("LC_ALL"));
+        env.remove(QStringLiteral("LANGUAGE"));
+        env.insert(QStringLiteral("LANG"), QStringLiteral("zh_CN.UTF-8"));
         if (m_sound.process.state() == QProcess::Running)
             env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + m_dir.filePath(QStringLiteral("sound/pulse/native")));
         return env;
