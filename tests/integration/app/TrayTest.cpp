@@ -25,6 +25,7 @@ namespace quillvane {
 namespace {
 
 using testing_support::closeWindow;
+using testing_support::embeddedInOtherWindow;
 using testing_support::waitUntil;
 using testing_support::windowShown;
 
@@ -358,6 +359,8 @@ TEST_F(Tray, withoutATrayTheWindowIsTheProgram) {
     EXPECT_EQ(m_host.process.exitCode(), 0);
 }
 
+// The panel starts after the program, as at login: the window is the program until the tray is
+// there, then the tray item takes over and closing the window no longer quits.
 TEST_F(Tray, aTrayThatAppearsLaterTakesOver) {
     startDesktop(false);
     startHost();
@@ -368,6 +371,24 @@ TEST_F(Tray, aTrayThatAppearsLaterTakesOver) {
     ASSERT_TRUE(closeWindow("Quillvane"));
     EXPECT_TRUE(waitUntil([] { return !windowShown("Quillvane"); }, kGenerousMs));
     EXPECT_FALSE(m_host.process.waitForFinished(1000)) << "the program quit although it has a tray now";
+}
+
+// The same with a panel that knows only XEmbed, as many X11 window managers' bars do.
+TEST_F(Tray, anXEmbedTrayThatAppearsLaterTakesOver) {
+    startDesktop(false);
+    startHost();
+    ASSERT_TRUE(waitUntil([] { return windowShown("Quillvane"); }, kGenerousMs));
+    Program panel;
+    panel.process.setProcessEnvironment(environment());
+    panel.process.start(QStringLiteral("trayer"), {QStringLiteral("--edge"), QStringLiteral("top")});
+    ASSERT_TRUE(panel.process.waitForStarted());
+    EXPECT_TRUE(waitUntil([] { return embeddedInOtherWindow("quillvane"); }, kGenerousMs))
+        << "the panel did not embed the icon";
+    EXPECT_FALSE(trayHintShown());
+    ASSERT_TRUE(closeWindow("Quillvane"));
+    EXPECT_FALSE(m_host.process.waitForFinished(1000)) << "the program quit although it has a tray now";
+    panel.process.terminate();
+    panel.process.waitForFinished(kGenerousMs);
 }
 
 } // namespace

@@ -34,7 +34,52 @@ Window findWindow(Display* display, const std::string& title, bool viewable) {
     return found;
 }
 
+std::string instanceOf(Display* display, Window window) {
+    XClassHint hint{};
+    if (!XGetClassHint(display, window, &hint))
+        return {};
+    std::string instance = hint.res_name ? hint.res_name : "";
+    XFree(hint.res_name);
+    XFree(hint.res_class);
+    return instance;
+}
+
+// Walks the windows below `window`, which belongs to the top-level of instance `owner`.
+bool findEmbedded(Display* display, Window window, const std::string& owner, const std::string& instance) {
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned int count = 0;
+    if (!XQueryTree(display, window, &root, &parent, &children, &count))
+        return false;
+    bool found = false;
+    for (unsigned int i = 0; i < count && !found; ++i) {
+        XWindowAttributes attributes;
+        found = owner != instance && instanceOf(display, children[i]) == instance &&
+                XGetWindowAttributes(display, children[i], &attributes) &&
+                attributes.map_state == IsViewable;
+        found = found || findEmbedded(display, children[i], owner, instance);
+    }
+    if (children)
+        XFree(children);
+    return found;
+}
+
 } // namespace
+
+bool embeddedInOtherWindow(const std::string& instance) {
+    const DisplayHandle display = openDisplay();
+    if (!display)
+        return false;
+    Window root = 0, parent = 0, *children = nullptr;
+    unsigned int count = 0;
+    if (!XQueryTree(display.get(), DefaultRootWindow(display.get()), &root, &parent, &children, &count))
+        return false;
+    bool found = false;
+    for (unsigned int i = 0; i < count && !found; ++i)
+        found = findEmbedded(display.get(), children[i], instanceOf(display.get(), children[i]), instance);
+    if (children)
+        XFree(children);
+    return found;
+}
 
 bool windowShown(const std::string& title) {
     const DisplayHandle display = openDisplay();

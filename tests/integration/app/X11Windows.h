@@ -14,4 +14,8 @@ bool windowShown(const std::string& title);
 // (WM_DELETE_WINDOW); false when there is no such window.
 bool closeWindow(const std::string& title);
 
+// Whether a viewable window of this WM_CLASS instance sits inside another program's top-level
+// window, as an XEmbed tray icon does once the tray has embedded it.
+bool embeddedInOtherWindow(const std::string& instance);
+
 } // namespace quillvane::testing_support
