@@ -2,14 +2,18 @@
 // window receives (wev for pointer and keys, a Qt text field for text), what happens when Mutter
 // goes away and comes back, and when the backend is chosen.
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <linux/input-event-codes.h>
+
+#include <QProcess>
 
 #include "InputBackends.h"
 #include "integration/IntegrationTest.h"
@@ -48,6 +52,17 @@ void useMuttersBus() {
 class MutterBackendTest : public testing_support::IntegrationTest {
 protected:
     static void SetUpTestSuite() {
+        // Mutter and the backend read the user's keyboard settings from one file, as GNOME's
+        // programs share dconf: the user's XKB options put a euro sign on AltGr+E.
+        const std::string config = std::string(std::getenv("QUILLVANE_TEST_ENV_DIR")) +
+                                   "/mutter/config";
+        std::filesystem::create_directories(config);
+        setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+        setenv("GSETTINGS_BACKEND", "keyfile", 1);
+        QProcess::execute(QStringLiteral("gsettings"),
+                          {QStringLiteral("set"), QStringLiteral("org.gnome.desktop.input-sources"),
+                           QStringLiteral("xkb-options"),
+                           QStringLiteral("['lv3:ralt_switch', 'eurosign:e']")});
         s_mutter = std::make_unique<CompositorProcess>("mutter", socketName);
     }
     static void TearDownTestSuite() { s_mutter.reset(); }
@@ -142,21 +157,29 @@ TEST_F(MutterBackendTest, pointerMovesClicksAndScrollsWithTheGestureFinished) {
     EXPECT_NE(named(events, "axis_source").front().fields.find("finger"), std::string::npos);
 }
 
+// The euro sign is on a key of the user's layout (their XKB options put it there), so it is typed
+// as a key, not pasted.
 TEST_F(MutterBackendTest, keysKeepTheirPlaceWithEveryModifierReleased) {
     openWev();
     for (const auto key : {macCommand, macShift, macZ})
         m_backend->key(key, true);
     for (const auto key : {macZ, macShift, macCommand})
         m_backend->key(key, false);
+    m_backend->text("€");
     m_backend->flush();
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return keyChanges(events).size() >= 5; }))
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return keyChanges(events).size() >= 7; }))
         << "not every key arrived; wev saw:\n" << described(m_wev->events());
     const Events events = m_wev->events();
     // Mutter keeps the press of Super for itself (its overlay key) and lets clients see it as
     // the modifier it makes; the release reaches them.
-    EXPECT_EQ(keyChanges(events), (std::vector<std::string>{"+42", "+44", "-44", "-42", "-125"}));
+    const auto changes = keyChanges(events);
+    EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 5),
+              (std::vector<std::string>{"+42", "+44", "-44", "-42", "-125"}));
     const auto keys = named(events, "key");
     EXPECT_NE(keys[1].fields.find("sym: Z"), std::string::npos) << keys[1].fields;
+    EXPECT_TRUE(std::any_of(keys.begin(), keys.end(), [](const WevEvent& key) {
+        return key.utf8() == "€";
+    })) << "the euro sign was not typed as a key; wev saw:\n" << described(events);
     EXPECT_NE(described(named(events, "modifiers")).find("Shift Mod4"), std::string::npos)
         << "Z came without Super and Shift";
     EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),

@@ -23,6 +23,7 @@
 #include <QTimer>
 
 #include "DBusSignalRelay.h"
+#include "GnomeInputSources.h"
 #include "MutterClipboard.h"
 #include "platform/common/ClipboardTextRoute.h"
 #include "platform/common/ShadowPointer.h"
@@ -173,6 +174,7 @@ private:
     // Input notifications are sent without waiting for a reply; they arrive in order.
     void notify(const QString& method, const QVariantList& arguments);
     void post(std::function<void()> event);
+    void followLayout();
     void typePendingText();
 
     void moveTo(TrackpadVector target);
@@ -189,6 +191,7 @@ private:
     std::optional<std::vector<DisplayRect>> m_displays;
     ShadowPointer m_shadow;
     std::optional<LayoutKeys> m_layout;
+    LayoutKeys::Names m_layoutNames;
     std::unique_ptr<MutterClipboard> m_clipboard;
     std::unique_ptr<ClipboardTextRoute> m_route;
     std::set<int> m_buttons;
@@ -269,8 +272,6 @@ bool MutterBackend::open() {
     m_monitorsChanged = std::make_unique<DBusSignalRelay>([this] { m_displays.reset(); });
     m_bus.connect(displayService, displayPath, displayService, QStringLiteral("MonitorsChanged"),
                   m_monitorsChanged.get(), SLOT(relay()));
-    // Mutter types the keysyms its layout has; the system's layout stands for it.
-    m_layout = LayoutKeys::systemDefault();
     m_clipboard = std::make_unique<MutterClipboard>(m_bus, m_session);
     m_route = std::make_unique<ClipboardTextRoute>(*m_clipboard, [this] {
         press(KEY_LEFTCTRL, true);
@@ -450,6 +451,8 @@ void MutterBackend::key(std::uint16_t macKeyCode, bool down) {
 void MutterBackend::text(std::string_view character) {
     if (!canPost() || !isValidUtf8(character))
         return;
+    if (m_text.empty())
+        followLayout();
     m_text += character;
     for (std::size_t offset = 0; offset < character.size();) {
         const char32_t codePoint = nextCodePoint(character, offset);
@@ -458,13 +461,27 @@ void MutterBackend::text(std::string_view character) {
         const auto keysym = keysymFor(codePoint);
         if (!keysym)
             continue; // a control character without a key
+        // Mutter holds Shift or AltGr for a keysym's level, never both: a character that needs
+        // both would come out as its key's first level.
+        const auto stroke = m_layout ? m_layout->strokeFor(codePoint) : std::nullopt;
         const bool hasKey = *keysym == XKB_KEY_Return || *keysym == XKB_KEY_Tab ||
                             *keysym == XKB_KEY_BackSpace || *keysym == XKB_KEY_Escape ||
-                            *keysym == XKB_KEY_Delete ||
-                            (m_layout && m_layout->strokeFor(codePoint).has_value());
+                            *keysym == XKB_KEY_Delete || (stroke && stroke->modifiers.size() < 2);
         m_textNeedsPaste = m_textNeedsPaste || !hasKey;
         m_keysyms.push_back(*keysym);
     }
+}
+
+// Mutter types with the layout of the user's input source in use, which may change between two
+// texts; without GNOME's settings it keeps the system's layout.
+void MutterBackend::followLayout() {
+    LayoutKeys::Names names = LayoutKeys::systemDefaultNames();
+    if (const auto sources = GnomeInputSources::read())
+        names = sources->layoutOver(std::move(names));
+    if (m_layout && names == m_layoutNames)
+        return;
+    m_layout = LayoutKeys::fromNames(names);
+    m_layoutNames = std::move(names);
 }
 
 void MutterBackend::typePendingText() {

@@ -153,11 +153,15 @@ LayoutKeys LayoutKeys::fromKeymap(xkb_keymap* keymap) {
 }
 
 std::optional<LayoutKeys> LayoutKeys::systemDefault() {
+    return fromNames(systemDefaultNames());
+}
+
+LayoutKeys::Names LayoutKeys::systemDefaultNames() {
     if (const char* layout = std::getenv("XKB_DEFAULT_LAYOUT"); layout && *layout)
-        return fromNames({});
+        return {};
     const std::string file = "/etc/default/keyboard";
-    return fromNames({settingFrom(file, "XKBLAYOUT"), settingFrom(file, "XKBVARIANT"),
-                      settingFrom(file, "XKBMODEL"), settingFrom(file, "XKBOPTIONS")});
+    return {settingFrom(file, "XKBLAYOUT"), settingFrom(file, "XKBVARIANT"),
+            settingFrom(file, "XKBMODEL"), settingFrom(file, "XKBOPTIONS")};
 }
 
 std::optional<KeyStroke> LayoutKeys::strokeFor(char32_t codePoint) const {

@@ -32,6 +32,8 @@ public:
         std::string variant{};
         std::string model{};
         std::string options{};
+
+        friend bool operator==(const Names&, const Names&) = default;
     };
 
     // The layout from XKB rule names; empty names take libxkbcommon's defaults (the XKB_DEFAULT_*
@@ -40,6 +42,8 @@ public:
     // The layout a desktop without its own settings starts with: XKB_DEFAULT_LAYOUT when set,
     // else the system keyboard of /etc/default/keyboard, else "us".
     static std::optional<LayoutKeys> systemDefault();
+    // The names of that layout (all empty when XKB_DEFAULT_LAYOUT decides).
+    static Names systemDefaultNames();
     // The layout of a keymap in XKB's text format, as a Wayland compositor hands it to clients.
     static std::optional<LayoutKeys> fromKeymapText(std::string_view text);
 
