@@ -370,11 +370,16 @@ void HostModel::accept(qintptr descriptor) {
     link->start();
 
     // Deadlines are precise: a coarse timer may fire up to 5 % early, closing a link that was
-    // still within its ten seconds.
-    QTimer::singleShot(milliseconds(handshakeDeadline), Qt::PreciseTimer, this, [this, weak] {
+    // still within its ten seconds. The timer is the link's, so it goes with the link: a flood
+    // ends thousands of links a second, and a timer left behind for each would pile up.
+    auto* deadline = new QTimer(link);
+    deadline->setSingleShot(true);
+    deadline->setTimerType(Qt::PreciseTimer);
+    QObject::connect(deadline, &QTimer::timeout, this, [this, weak] {
         if (weak && !isBound(weak))
             weak->close(QStringLiteral("会话握手超时"));
     });
+    deadline->start(milliseconds(handshakeDeadline));
 }
 
 void HostModel::linkClosed(SecureLink* link, const std::optional<QString>& reason) {

@@ -95,10 +95,22 @@ void SecureLink::start() {
 
     // Armed once and never cancelled: they do nothing for a link that is ready or closed.
     // Precise, so a link that is in time by a hair is never cut early.
-    QTimer::singleShot(m_readyDeadline, Qt::PreciseTimer, this, &SecureLink::handleDeadline);
-    QTimer::singleShot(kIdentityDeadline, Qt::PreciseTimer, this,
-                       &SecureLink::handleIdentityDeadline);
-    socket->startServerEncryption();
+    for (QTimer* timer : {&m_readyTimer, &m_identityTimer}) {
+        timer->setSingleShot(true);
+        timer->setTimerType(Qt::PreciseTimer);
+    }
+    connect(&m_readyTimer, &QTimer::timeout, this, &SecureLink::handleDeadline);
+    connect(&m_identityTimer, &QTimer::timeout, this, &SecureLink::handleIdentityDeadline);
+    m_readyTimer.start(m_readyDeadline);
+    m_identityTimer.start(kIdentityDeadline);
+    // Until then the socket is plain: its first bytes wait unread for the TLS session.
+    if (socket->bytesAvailable() > 0)
+        startEncryption();
+}
+
+void SecureLink::startEncryption() {
+    m_encryptionStarted = true;
+    m_socket->startServerEncryption();
 }
 
 void SecureLink::send(const WireMessage& message) {
@@ -159,6 +171,8 @@ void SecureLink::handleEncrypted() {
 }
 
 void SecureLink::handleReadyRead() {
+    if (!m_closed && !m_encryptionStarted)
+        startEncryption();
     if (m_closed || !m_ready)
         return;
     readAvailable();

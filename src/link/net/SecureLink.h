@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QSslConfiguration>
 #include <QString>
+#include <QTimer>
 
 #include "pairing/PairingProfile.h"
 #include "protocol/FrameDecoder.h"
@@ -80,8 +81,10 @@ public:
     // encryption plus records waiting for the socket (these include TLS record overhead).
     std::int64_t outstanding() const;
 
-    // Starts the server handshake and arms the identity and ready deadlines. Call once, after the
-    // callbacks.
+    // Arms the identity and ready deadlines and starts the server handshake once the peer has
+    // sent its first bytes: a connection that never speaks costs no TLS session, which is what
+    // keeps a host that squatters connect to thousands of times a second responsive. Call once,
+    // after the callbacks.
     void start();
     // Queues one frame; silently dropped before ready and after close. Closes the link instead
     // when the message cannot be encoded or the backlog would pass kMaximumOutstanding.
@@ -97,6 +100,7 @@ public:
 private:
     void handleEncrypted();
     void handleReadyRead();
+    void startEncryption();
     void handleError();
     void handleDisconnected();
     void handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator);
@@ -110,7 +114,12 @@ private:
     Parameters m_parameters;
     std::chrono::milliseconds m_readyDeadline;
     FrameDecoder m_decoder;
+    // Owned, so they die with the link: a flood ends thousands of links a second, and timers
+    // left running for each would pile up in the event loop.
+    QTimer m_identityTimer;
+    QTimer m_readyTimer;
     bool m_started = false;
+    bool m_encryptionStarted = false;
     bool m_identityPresented = false;
     bool m_ready = false;
     bool m_closed = false;

