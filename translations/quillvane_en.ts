@@ -476,18 +476,6 @@
         <source>你的 Mac，触手可及</source>
         <translation>Your computer, at your fingertips</translation>
     </message>
-    <message>
-        <source>连接与控制</source>
-        <translation>Connection &amp; Control</translation>
-    </message>
-    <message>
-        <source>语音输入</source>
-        <translation>Voice Input</translation>
-    </message>
-    <message>
-        <source>通用</source>
-        <translation>General</translation>
-    </message>
 </context>
 <context>
     <name>quillvane::ShortcutEditor</name>

@@ -58,9 +58,14 @@ void SettingsPage::changeEvent(QEvent* event) {
     QScrollArea::changeEvent(event);
 }
 
+QString SettingsPage::title() const {
+    return m_title->text();
+}
+
 void SettingsPage::setHeading(const QString& title, const QString& subtitle) {
     m_title->setText(title);
     m_subtitle->setText(subtitle);
+    Q_EMIT titleChanged(title);
 }
 
 void SettingsPage::setControlText(QAbstractButton* control, const QString& text) {

@@ -25,10 +25,15 @@ public:
     explicit SettingsPage(HostText hostText, QWidget* parent = nullptr);
 
     virtual void retranslate() = 0;
+    QString title() const;
 
     // The page scrolls only vertically, so it is never narrower than its widest card: a longer
     // text after a language switch widens the window instead of being cut off at its edge.
     QSize minimumSizeHint() const override;
+
+Q_SIGNALS:
+    // The page's title, as the sidebar lists it, in the language on screen.
+    void titleChanged(const QString& title);
 
 protected:
     void changeEvent(QEvent* event) override;

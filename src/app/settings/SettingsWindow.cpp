@@ -72,8 +72,6 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     m_pages->setObjectName(QStringLiteral("pageList"));
     m_pages->setFrameShape(QFrame::NoFrame);
     m_pages->setFocusPolicy(Qt::StrongFocus);
-    for (int i = 0; i < 3; ++i)
-        m_pages->addItem(QString());
 
     auto* sidebarLayout = new QVBoxLayout(sidebar);
     sidebarLayout->setContentsMargins(16, 24, 12, 16);
@@ -97,9 +95,15 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     m_connection = new ConnectionPage(host, hostText, m_stack);
     m_voice = new VoicePage(host, hostText, m_stack);
     m_general = new GeneralPage(strings, loginItems, hostText, m_stack);
-    m_stack->addWidget(m_connection);
-    m_stack->addWidget(m_voice);
-    m_stack->addWidget(m_general);
+    for (SettingsPage* page : {static_cast<SettingsPage*>(m_connection),
+                               static_cast<SettingsPage*>(m_voice),
+                               static_cast<SettingsPage*>(m_general)}) {
+        auto* item = new QListWidgetItem(page->title(), m_pages);
+        connect(page, &SettingsPage::titleChanged, this, [item](const QString& title) {
+            item->setText(title);
+        });
+        m_stack->addWidget(page);
+    }
 
     auto* central = new QWidget(this);
     auto* layout = new QHBoxLayout(central);
@@ -147,9 +151,6 @@ void SettingsWindow::changeEvent(QEvent* event) {
 void SettingsWindow::retranslate() {
     setWindowTitle(tr("Quillvane"));
     m_tagline->setText(tr("你的 Mac，触手可及"));
-    const QString titles[] = {tr("连接与控制"), tr("语音输入"), tr("通用")};
-    for (int i = 0; i < m_pages->count(); ++i)
-        m_pages->item(i)->setText(titles[i]);
 }
 
 } // namespace quillvane
