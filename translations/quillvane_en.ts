@@ -347,6 +347,86 @@
         <source>无法发布局域网服务</source>
         <translation>Could not announce this computer on the local network</translation>
     </message>
+    <message>
+        <source>KWin 只让从已安装的桌面项启动的程序发送输入；请从应用菜单启动 Quillvane，或让它在登录时启动，不要从终端启动</source>
+        <translation>KWin lets a program post input only when it was started from its installed desktop entry; start Quillvane from the application menu or at login, not from a terminal</translation>
+    </message>
+    <message>
+        <source>Wayland 混成器拒绝为这个程序创建虚拟键盘</source>
+        <translation>The Wayland compositor refused this program a virtual keyboard</translation>
+    </message>
+    <message>
+        <source>X 服务器没有发送输入所需的 XTEST 扩展，请在它的配置中启用</source>
+        <translation>The X server has no XTEST extension, which posting input needs; enable it in the server&apos;s configuration</translation>
+    </message>
+    <message>
+        <source>uinput 设备不再接受输入</source>
+        <translation>The uinput device stopped accepting input</translation>
+    </message>
+    <message>
+        <source>无法打开 X 显示，请确认 X 服务器正在运行并允许此用户连接</source>
+        <translation>Cannot open the X display; check that the X server runs and lets this user connect</translation>
+    </message>
+    <message>
+        <source>无法打开输入后端</source>
+        <translation>The input backend could not be opened</translation>
+    </message>
+    <message>
+        <source>无法连接 Wayland 混成器</source>
+        <translation>Cannot connect to the Wayland compositor</translation>
+    </message>
+    <message>
+        <source>无法通过 /dev/uinput 创建输入设备</source>
+        <translation>Cannot create an input device through /dev/uinput</translation>
+    </message>
+    <message>
+        <source>未知的输入后端</source>
+        <translation>Unknown input backend</translation>
+    </message>
+    <message>
+        <source>未设置 DISPLAY，没有可以接收输入的 X 服务器；请在 X11 会话中运行 Quillvane</source>
+        <translation>DISPLAY is not set, so there is no X server to post input to; run Quillvane in an X11 session</translation>
+    </message>
+    <message>
+        <source>未设置 WAYLAND_DISPLAY，没有可以接收输入的 Wayland 混成器</source>
+        <translation>WAYLAND_DISPLAY is not set, so there is no Wayland compositor to post input to</translation>
+    </message>
+    <message>
+        <source>此用户不能写入 /dev/uinput，Quillvane 无法创建输入设备；运行一次这条命令即可允许</source>
+        <translation>/dev/uinput is not writable for this user, so Quillvane cannot create its input device; allow it once with this command</translation>
+    </message>
+    <message>
+        <source>系统没有发送输入所需的 /dev/uinput，请加载内核的 uinput 模块（sudo modprobe uinput）</source>
+        <translation>This system has no /dev/uinput, which posting input needs; load the kernel&apos;s uinput module (sudo modprobe uinput)</translation>
+    </message>
+    <message>
+        <source>经 KWin 发送输入已停止</source>
+        <translation>Input through KWin stopped</translation>
+    </message>
+    <message>
+        <source>经 Wayland 混成器发送输入已停止，正在等它恢复</source>
+        <translation>Input through the Wayland compositor stopped; waiting for it to come back</translation>
+    </message>
+    <message>
+        <source>这个 Wayland 桌面没有可以发送输入的接口：Quillvane 使用 GNOME 的远程桌面接口、KDE 的模拟输入和 wlroots 混成器的虚拟指针与键盘，其他桌面需要 /dev/uinput</source>
+        <translation>Nothing can post input on this Wayland desktop: Quillvane uses GNOME&apos;s remote desktop interface, KDE&apos;s fake input and the virtual pointer and keyboard of wlroots compositors, and elsewhere needs /dev/uinput</translation>
+    </message>
+    <message>
+        <source>这个 Wayland 混成器不提供虚拟指针和键盘；sway、Hyprland、labwc 等 wlroots 混成器提供</source>
+        <translation>This Wayland compositor offers no virtual pointer and keyboard; wlroots compositors such as sway, Hyprland and labwc do</translation>
+    </message>
+    <message>
+        <source>这个 Wayland 混成器不是 KWin，也不提供 KDE 的模拟输入协议</source>
+        <translation>This Wayland compositor is not KWin and offers no KDE fake-input protocol</translation>
+    </message>
+    <message>
+        <source>这个版本的 Quillvane 没有输入后端，无法发送输入</source>
+        <translation>This build of Quillvane has no input backend, so it cannot post input</translation>
+    </message>
+    <message>
+        <source>这是 Xwayland：输入只能到达 X11 窗口，到不了 Wayland 桌面；请登录 X11 会话来控制这台电脑</source>
+        <translation>This is Xwayland, which passes posted input only to X11 windows, not to the Wayland desktop; log in to an X11 session to control this computer</translation>
+    </message>
 </context>
 <context>
     <name>quillvane::ConnectionPage</name>

@@ -14,6 +14,8 @@ namespace {
 Q_LOGGING_CATEGORY(lcStrings, "app.quillvane.AppStrings")
 
 const QString kLanguageKey = QStringLiteral("appLanguage");
+constexpr QChar kOpenBracket = u'\uFF08';  // （
+constexpr QChar kCloseBracket = u'\uFF09'; // ）
 
 std::vector<std::string> toStdList(const QStringList& list) {
     std::vector<std::string> out;
@@ -73,7 +75,23 @@ QString AppStrings::text(const QString& chineseKey) const {
 }
 
 QString AppStrings::issue(const QString& hostText) const {
-    return QString::fromStdString(m_localization.issue(hostText.toStdString()));
+    const QString whole = QString::fromStdString(m_localization.issue(hostText.toStdString()));
+    if (whole != hostText || resolvedLanguage() == AppLanguage::simplifiedChinese)
+        return whole;
+    // Not in the catalogue as a whole: a text with a detail appended in full-width brackets (a
+    // display name, a command, the system's own message), where the detail may itself be such a
+    // text. The brackets are matched from the end, so the lead may hold brackets of its own.
+    if (!hostText.endsWith(kCloseBracket))
+        return whole;
+    int depth = 0;
+    for (qsizetype i = hostText.size() - 1; i > 0; --i) {
+        if (hostText.at(i) == kCloseBracket)
+            ++depth;
+        else if (hostText.at(i) == kOpenBracket && --depth == 0)
+            return issue(hostText.left(i)) + kOpenBracket +
+                   issue(hostText.mid(i + 1, hostText.size() - i - 2)) + kCloseBracket;
+    }
+    return whole;
 }
 
 bool AppStrings::eventFilter(QObject* watched, QEvent* event) {

@@ -45,6 +45,8 @@ public:
     QLocale locale() const;
 
     QString text(const QString& chineseKey) const;
+    // A host text as shown: its catalogue entry, or, for a text with a detail appended in
+    // full-width brackets, the translated lead with the detail translated where it can be.
     QString issue(const QString& hostText) const;
 
     static QString defaultTranslationsDirectory();

@@ -67,29 +67,21 @@ std::string joinedNames(std::span<const InputBackendFactory> candidates) {
     return names;
 }
 
-// One backend's own explanation is shown as it is; several are named so the user can tell them
-// apart.
+// What the user reads: one explanation with the step that fixes it (each backend's own reason is
+// in the log). With several refused, on a Wayland desktop the usual cause is a compositor none of
+// the interfaces belong to, and the remedy is the fallback's, the last candidate (uinput);
+// elsewhere it is the desktop's own route, the first (X11).
 std::string unavailableReason(std::span<const InputBackendFactory> candidates,
                               std::string_view requested, const std::vector<Refusal>& refusals) {
     if (candidates.empty())
-        return "This build of Quillvane has no input backend, so it cannot post input";
+        return "这个版本的 Quillvane 没有输入后端，无法发送输入";
     if (refusals.empty())
-        return "Unknown input backend \"" + std::string(requested) +
-               "\"; this build has: " + joinedNames(candidates);
-    if (refusals.size() == 1)
+        return "未知的输入后端（" + std::string(requested) + " → " + joinedNames(candidates) + "）";
+    if (refusals.size() == 1 || !isWaylandSession())
         return refusals.front().reason;
-    std::string reason;
-    // On Wayland the usual cause is a desktop none of the compositor interfaces belong to; saying
-    // so first leads to the remedy (named by the uinput backend's own reason below).
-    if (isWaylandSession())
-        reason = "Nothing can post input on this Wayland desktop: Quillvane uses GNOME's remote "
-                 "desktop interface, KDE's fake input and the virtual pointer and keyboard of "
-                 "wlroots compositors (sway, Hyprland, labwc), and elsewhere needs /dev/uinput. "
-                 "Details: ";
-    const std::size_t lead = reason.size();
-    for (const auto& refusal : refusals)
-        reason += (reason.size() == lead ? "" : "; ") + refusal.name + ": " + refusal.reason;
-    return reason;
+    return "这个 Wayland 桌面没有可以发送输入的接口：Quillvane 使用 GNOME 的远程桌面接口、KDE "
+           "的模拟输入和 wlroots 混成器的虚拟指针与键盘，其他桌面需要 /dev/uinput（" +
+           refusals.back().reason + "）";
 }
 } // namespace
 
@@ -109,7 +101,7 @@ std::unique_ptr<InputBackend> chooseInputBackend(std::span<const InputBackendFac
                    requested.empty() ? "" : " (requested)");
             return backend;
         }
-        std::string reason = backend ? backend->unavailableReason() : "it could not be opened";
+        std::string reason = backend ? backend->unavailableReason() : "无法打开输入后端";
         qCInfo(lcInput, "Input backend %s cannot post: %s", factory.name.c_str(), reason.c_str());
         refusals.push_back({factory.name, std::move(reason)});
     }

@@ -180,7 +180,7 @@ TEST_F(KWinBackendTest, chosenUnderKWinAndRefusedWithTheRemedyWhenNotStartedFrom
     const auto refused = makeKWinBackend();
     setenv("DISPLAY", savedDisplay.c_str(), 1);
     EXPECT_FALSE(refused->canPost());
-    EXPECT_NE(refused->unavailableReason().find("installed desktop entry"), std::string::npos)
+    EXPECT_NE(refused->unavailableReason().find("已安装的桌面项"), std::string::npos)
         << refused->unavailableReason();
 
     // A KWin that goes away takes the backend's right to post with it, and says so.
@@ -191,7 +191,7 @@ TEST_F(KWinBackendTest, chosenUnderKWinAndRefusedWithTheRemedyWhenNotStartedFrom
     ASSERT_TRUE(orphan->canPost()) << orphan->unavailableReason();
     going.stop();
     EXPECT_TRUE(testing_support::waitUntil([&] { return !orphan->canPost(); }, 5000));
-    EXPECT_NE(orphan->unavailableReason().find("KWin stopped"), std::string::npos)
+    EXPECT_NE(orphan->unavailableReason().find("经 KWin 发送输入已停止"), std::string::npos)
         << orphan->unavailableReason();
 }
 

@@ -217,7 +217,7 @@ TEST(WaylandBackendSelection, xAloneOrNothingGetsXTestOrTheReason) {
     EXPECT_EQ(none->name(), "none");
     EXPECT_FALSE(none->canPost());
     const std::string reason = none->unavailableReason();
-    EXPECT_TRUE(reason.starts_with("Nothing can post input on this Wayland desktop")) << reason;
+    EXPECT_TRUE(reason.starts_with("这个 Wayland 桌面没有可以发送输入的接口")) << reason;
     EXPECT_NE(reason.find("/dev/uinput"), std::string::npos) << reason;
 }
 

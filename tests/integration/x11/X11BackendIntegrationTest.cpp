@@ -148,9 +148,9 @@ TEST_F(X11BackendTest, withoutAServerItSaysWhatIsMissing) {
     setenv("DISPLAY", display.c_str(), 1);
 
     EXPECT_FALSE(unset->canPost());
-    EXPECT_NE(unset->unavailableReason().find("DISPLAY is not set"), std::string::npos);
+    EXPECT_NE(unset->unavailableReason().find("未设置 DISPLAY"), std::string::npos);
     EXPECT_FALSE(absent->canPost());
-    EXPECT_NE(absent->unavailableReason().find("Cannot open the X display \":4242\""),
+    EXPECT_NE(absent->unavailableReason().find("（:4242）"),
               std::string::npos);
     EXPECT_TRUE(absent->displays().empty());
     EXPECT_FALSE(absent->pointerLocation());

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,17 +49,27 @@ TEST(InputBackends, anOverrideOpensOnlyTheNamedBackend) {
     EXPECT_EQ(opened, (std::vector<std::string>{"x11", "uinput"}));
 
     EXPECT_EQ(chooseInputBackend(candidates, "wayland")->unavailableReason(),
-              "Unknown input backend \"wayland\"; this build has: x11, uinput");
+              "未知的输入后端（wayland → x11, uinput）");
 }
 
-TEST(InputBackends, whenNoneCanPostTheNullBackendSaysWhatEachMissed) {
+// The user reads one explanation: the desktop's own route where it is not Wayland; on Wayland
+// the interfaces Quillvane knows, with the fallback's (the last candidate's) step.
+TEST(InputBackends, whenNoneCanPostTheNullBackendExplainsTheWayOut) {
     std::vector<std::string> opened;
     const std::vector<InputBackendFactory> candidates{candidate("x11", false, opened),
                                                       {"uinput", [] { return nullptr; }}};
+    unsetenv("WAYLAND_DISPLAY");
+    unsetenv("XDG_SESSION_TYPE");
     const auto backend = chooseInputBackend(candidates);
     EXPECT_FALSE(backend->canPost());
     EXPECT_EQ(backend->name(), "none");
-    EXPECT_EQ(backend->unavailableReason(), "x11: x11 is missing; uinput: it could not be opened");
+    EXPECT_EQ(backend->unavailableReason(), "x11 is missing");
+
+    setenv("XDG_SESSION_TYPE", "wayland", 1);
+    const std::string onWayland = chooseInputBackend(candidates)->unavailableReason();
+    unsetenv("XDG_SESSION_TYPE");
+    EXPECT_TRUE(onWayland.starts_with("这个 Wayland 桌面没有可以发送输入的接口")) << onWayland;
+    EXPECT_TRUE(onWayland.ends_with("/dev/uinput（无法打开输入后端）")) << onWayland;
     EXPECT_FALSE(
         chooseInputBackend(std::span<const InputBackendFactory>())->unavailableReason().empty());
 }

@@ -80,11 +80,9 @@ KWinBackend::KWinBackend() {
         m_session->bind(org_kde_kwin_fake_input_interface, fakeInputVersion));
     if (!m_fakeInput) {
         m_reason = m_session->offersAnyWithPrefix("org_kde_")
-                       ? "KWin lets a program post input only when it was started from its "
-                         "installed desktop entry; start Quillvane from the application menu or "
-                         "at login, not from a terminal"
-                       : "This Wayland compositor is not KWin and offers no KDE fake-input "
-                         "protocol";
+                       ? "KWin 只让从已安装的桌面项启动的程序发送输入；请从应用菜单启动 Quillvane，"
+                         "或让它在登录时启动，不要从终端启动"
+                       : "这个 Wayland 混成器不是 KWin，也不提供 KDE 的模拟输入协议";
         return;
     }
     org_kde_kwin_fake_input_authenticate(m_fakeInput, "Quillvane",
@@ -108,7 +106,7 @@ KWinBackend::~KWinBackend() {
 // The controller hears of it from the event loop, never from inside one of its own calls (a flush
 // can be where the loss shows).
 void KWinBackend::lose(std::string why) {
-    m_reason = "Input through KWin stopped: " + why;
+    m_reason = "经 KWin 发送输入已停止（" + why + "）";
     m_held.clear();
     QTimer::singleShot(0, &m_context, [this] { notifyLost(); });
 }

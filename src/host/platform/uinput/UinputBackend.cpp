@@ -46,18 +46,16 @@ std::string rulePath() {
 
 std::string explainOpenFailure(int error) {
     if (error == ENOENT || error == ENODEV || error == ENXIO)
-        return "This system has no /dev/uinput, which posting input here needs; load the kernel's "
-               "uinput module with `sudo modprobe uinput`";
+        return "系统没有发送输入所需的 /dev/uinput，请加载内核的 uinput 模块（sudo modprobe uinput）";
     if (error == EACCES || error == EPERM) {
         const std::string rule = rulePath();
-        return "/dev/uinput is not writable for this user, so Quillvane cannot create its input "
-               "device; allow it once with `sudo ln -s " +
-               rule +
+        // The command is the bracketed detail, shown the same in every language.
+        return "此用户不能写入 /dev/uinput，Quillvane 无法创建输入设备；运行一次这条命令即可允许（" +
+               ("sudo ln -s " + rule) +
                " /etc/udev/rules.d/ && sudo udevadm control --reload && sudo udevadm trigger "
-               "/dev/uinput`";
+               "/dev/uinput）";
     }
-    return std::string("Cannot create an input device through /dev/uinput: ") +
-           std::strerror(error);
+    return std::string("无法通过 /dev/uinput 创建输入设备（") + std::strerror(error) + "）";
 }
 
 // The displays the compositor lays the pointer on: the connected DRM connectors' preferred modes,
@@ -208,7 +206,7 @@ void UinputBackend::write(unsigned int type, unsigned int code, int value) {
     const int status = libevdev_uinput_write_event(m_device, type, code, value);
     // Only a device the kernel took away fails here; what it held went with it.
     if (status != 0 && status != -EAGAIN) {
-        m_reason = std::string("The uinput device stopped accepting input: ") + std::strerror(-status);
+        m_reason = std::string("uinput 设备不再接受输入（") + std::strerror(-status) + "）";
         m_held.clear();
         libevdev_uinput_destroy(std::exchange(m_device, nullptr));
         // Told from the event loop, never from inside the call that found it.

@@ -134,13 +134,13 @@ struct WaylandSessionListeners {
 std::unique_ptr<WaylandSession> WaylandSession::connect(std::string& reason) {
     const char* socket = std::getenv("WAYLAND_DISPLAY");
     if (!socket || !*socket) {
-        reason = "WAYLAND_DISPLAY is not set, so there is no Wayland compositor to post input to";
+        reason = "未设置 WAYLAND_DISPLAY，没有可以接收输入的 Wayland 混成器";
         return nullptr;
     }
     std::unique_ptr<WaylandSession> session(new WaylandSession);
     session->m_display = wl_display_connect(nullptr);
     if (!session->m_display) {
-        reason = std::string("Cannot connect to the Wayland compositor \"") + socket + "\"";
+        reason = std::string("无法连接 Wayland 混成器（") + socket + "）";
         return nullptr;
     }
     session->m_registry = wl_display_get_registry(session->m_display);

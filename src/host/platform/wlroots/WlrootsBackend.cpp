@@ -154,8 +154,7 @@ bool WlrootsBackend::connect() {
         m_session->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
     if (!m_pointerManager || !m_keyboardManager || !m_session->seat()) {
         disconnect();
-        m_reason = "This Wayland compositor offers no virtual pointer and keyboard (wlroots' "
-                   "protocols, which sway, Hyprland and labwc have)";
+        m_reason = "这个 Wayland 混成器不提供虚拟指针和键盘；sway、Hyprland、labwc 等 wlroots 混成器提供";
         return false;
     }
     // Taken once: after our keyboard joins the seat, the keymap the seat sends may be our own.
@@ -169,7 +168,7 @@ bool WlrootsBackend::connect() {
     if (wl_display_roundtrip(m_session->display()) < 0) {
         // A compositor may refuse the keyboard to some clients (a protocol error).
         disconnect();
-        m_reason = "The Wayland compositor refused this program a virtual keyboard";
+        m_reason = "Wayland 混成器拒绝为这个程序创建虚拟键盘";
         return false;
     }
     m_session->setLostHandler([this](std::string why) { lose(std::move(why)); });
@@ -206,8 +205,7 @@ void WlrootsBackend::disconnect() {
 void WlrootsBackend::lose(std::string why) {
     if (!canPost())
         return;
-    m_reason = "Input through the Wayland compositor stopped: " + why +
-               "; waiting for it to come back";
+    m_reason = "经 Wayland 混成器发送输入已停止，正在等它恢复（" + why + "）";
     m_buttons.clear();
     m_keys.clear();
     m_text.clear();

@@ -223,14 +223,12 @@ X11Backend::~X11Backend() {
 void X11Backend::open() {
     const char* name = std::getenv("DISPLAY");
     if (!name || !*name) {
-        m_reason = "DISPLAY is not set, so there is no X server to post input to; run Quillvane "
-                   "in an X11 session";
+        m_reason = "未设置 DISPLAY，没有可以接收输入的 X 服务器；请在 X11 会话中运行 Quillvane";
         return;
     }
     m_display = XOpenDisplay(nullptr);
     if (!m_display) {
-        m_reason = std::string("Cannot open the X display \"") + name +
-                   "\"; check that the X server runs and lets this user connect";
+        m_reason = std::string("无法打开 X 显示，请确认 X 服务器正在运行并允许此用户连接（") + name + "）";
         return;
     }
     int eventBase = 0;
@@ -238,17 +236,16 @@ void X11Backend::open() {
     int major = 0;
     int minor = 0;
     if (!XTestQueryExtension(m_display, &eventBase, &errorBase, &major, &minor)) {
-        m_reason = std::string("The X server on \"") + name +
-                   "\" has no XTEST extension, which posting input needs; enable it in the "
-                   "server's configuration";
+        m_reason = std::string("X 服务器没有发送输入所需的 XTEST 扩展，请在它的配置中启用（") +
+                   name + "）";
         return;
     }
     // Xwayland delivers XTest events to its own X11 windows only; the Wayland desktop and its
     // native applications never see them.
     if (isXwayland(m_display)) {
-        m_reason = std::string("The X server on \"") + name +
-                   "\" is Xwayland, which passes posted input only to X11 windows, not to the "
-                   "Wayland desktop; log in to an X11 session to control this computer";
+        m_reason = std::string("这是 Xwayland：输入只能到达 X11 窗口，到不了 Wayland 桌面；请登录 X11 "
+                               "会话来控制这台电脑（") +
+                   name + "）";
         return;
     }
     // Posted input must not stall while another client holds the server grabbed (window
