@@ -30,7 +30,7 @@ void AppShell::start() {
     if (m_trayAvailability.available()) {
         showTray();
     } else {
-        m_window->setMenuWidget(new TrayHint);
+        m_window->setNoTrayHint(new TrayHint);
         m_window->present();
     }
     connect(&m_trayAvailability, &TrayAvailability::appeared, this, &AppShell::showTray);
@@ -52,7 +52,7 @@ void AppShell::showTray() {
     connect(m_tray.get(), &TrayMenu::quitRequested, this, &AppShell::quit);
     m_tray->showInTray();
     // The hint's promise (closing quits) no longer holds.
-    m_window->setMenuWidget(nullptr);
+    m_window->setNoTrayHint(nullptr);
 }
 
 void AppShell::quit() {

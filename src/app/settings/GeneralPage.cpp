@@ -75,6 +75,10 @@ void GeneralPage::refresh() {
     m_loginItems.refresh();
 }
 
+void GeneralPage::setInTray(bool inTray) {
+    m_note->setVisible(inTray);
+}
+
 void GeneralPage::updateLanguage() {
     m_updating = true;
     // A language's own name reads the same in every interface language.

@@ -22,6 +22,8 @@ public:
     void retranslate() override;
     // Reads the login item again: the user may have changed it outside the program.
     void refresh();
+    // Whether the program lives in a tray; without one, closing the window quits.
+    void setInTray(bool inTray);
 
 private:
     void updateLanguage();

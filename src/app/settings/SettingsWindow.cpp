@@ -142,6 +142,11 @@ void SettingsWindow::setInputBackend(const InputBackend* backend) {
     m_connection->setInputBackend(backend);
 }
 
+void SettingsWindow::setNoTrayHint(QWidget* hint) {
+    setMenuWidget(hint);
+    m_general->setInTray(hint == nullptr);
+}
+
 void SettingsWindow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::LanguageChange)
         retranslate();

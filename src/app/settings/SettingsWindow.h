@@ -31,6 +31,9 @@ public:
     // permission and the login item read afresh.
     void present();
     void setInputBackend(const InputBackend* backend);
+    // Without a tray the window is the program: `hint` (shown above the pages) says so, and the
+    // note that closing keeps the program running goes. Null: the program is in a tray.
+    void setNoTrayHint(QWidget* hint);
 
 protected:
     void changeEvent(QEvent* event) override;
