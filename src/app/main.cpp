@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationVersion(QStringLiteral(QUILLVANE_VERSION));
     QCoreApplication::setOrganizationName(QStringLiteral("quillvane"));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Quillvane"));
-    QGuiApplication::setDesktopFileName(QStringLiteral("quillvane"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("app.quillvane.Quillvane"));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
