@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QIcon>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -88,6 +89,9 @@ int main(int argc, char** argv) {
     QCoreApplication::setOrganizationName(QStringLiteral("quillvane"));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Quillvane"));
     QGuiApplication::setDesktopFileName(QStringLiteral("app.quillvane.Quillvane"));
+    // The icon the package installs in the hicolor theme; X11 window managers show it for the
+    // window (_NET_WM_ICON). Run from the build folder, where no theme holds it, the window has none.
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("app.quillvane.Quillvane")));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
