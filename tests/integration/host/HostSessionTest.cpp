@@ -5,8 +5,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-#include <algorithm>
-
 using namespace quillvane;
 using namespace quillvane::test;
 using Kind = WireMessage::Kind;
@@ -20,11 +18,7 @@ protected:
         startHost();
     }
 
-    bool recorded(const std::string& prefix) const {
-        const auto& calls = m_input.calls();
-        return std::any_of(calls.begin(), calls.end(),
-                           [&](const std::string& call) { return call.rfind(prefix, 0) == 0; });
-    }
+    bool recorded(const std::string& prefix) const { return inputCalls(prefix) > 0; }
 };
 
 WireMessage kindOnly(Kind kind) { return WireMessage(kind); }

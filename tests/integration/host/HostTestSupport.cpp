@@ -1,5 +1,7 @@
 #include "HostTestSupport.h"
 
+#include <algorithm>
+
 #include "Random.h"
 
 namespace quillvane::test {
@@ -36,6 +38,12 @@ void HostFixture::startHost() {
     makeHost();
     m_host->start();
     ASSERT_TRUE(m_host->isStarted()) << m_host->issue().toStdString();
+}
+
+std::size_t HostFixture::inputCalls(const std::string& prefix) const {
+    const auto& calls = m_input.calls();
+    return static_cast<std::size_t>(std::count_if(
+        calls.begin(), calls.end(), [&](const std::string& call) { return call.starts_with(prefix); }));
 }
 
 TestController::TestController(const HostModel& host, std::optional<Uuid> client)

@@ -38,6 +38,8 @@ protected:
     // The host, not yet started.
     void makeHost();
     void startHost();
+    // How many input calls so far begin with `prefix`.
+    std::size_t inputCalls(const std::string& prefix) const;
 
     QTemporaryDir m_dir;
     std::unique_ptr<QSettings> m_settings;

@@ -3,8 +3,6 @@
 
 #include "HostTestSupport.h"
 
-#include <algorithm>
-
 #include "Random.h"
 
 using namespace quillvane;
@@ -32,13 +30,6 @@ protected:
         return session;
     }
 
-    std::size_t count(const std::string& prefix) const {
-        const auto& calls = m_input.calls();
-        return static_cast<std::size_t>(std::count_if(calls.begin(), calls.end(), [&](const auto& call) {
-            return call.rfind(prefix, 0) == 0;
-        }));
-    }
-
     std::unique_ptr<TestController> m_phone;
 };
 
@@ -51,7 +42,7 @@ TEST_F(HostVoice, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) 
     EXPECT_EQ(ready->session, session);
     EXPECT_TRUE(m_host->speaking());
     EXPECT_EQ(m_host->status(), QStringLiteral("正在接收手机语音"));
-    EXPECT_EQ(count("beginShortcut code=49 modifiers=0xc0000 mode=hold"), 1u);
+    EXPECT_EQ(inputCalls("beginShortcut code=49 modifiers=0xc0000 mode=hold"), 1u);
 
     // While speaking, other control messages are dropped unanswered, whatever session they name.
     WireMessage move(Kind::move);
@@ -73,11 +64,11 @@ TEST_F(HostVoice, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) 
     EXPECT_EQ(m_audio.receivedSamples(), 14'400);
     EXPECT_FALSE(m_host->speaking());
     EXPECT_EQ(m_host->status(), QStringLiteral("iPhone 已连接"));
-    EXPECT_GE(count("releaseShortcut"), 1u);
-    EXPECT_EQ(count("move"), 0u);
+    EXPECT_GE(inputCalls("releaseShortcut"), 1u);
+    EXPECT_EQ(inputCalls("move"), 0u);
 
     m_phone->control().send(move);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return count("move") == 1; }, kGenerousMs));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return inputCalls("move") == 1; }, kGenerousMs));
     for (const auto& message : m_phone->received(m_phone->control()))
         EXPECT_NE(message.kind, Kind::failure);
 }
@@ -93,7 +84,7 @@ TEST_F(HostVoice, aBadPacketOrABacklogFailsTheUtteranceWithItsSession) {
     EXPECT_EQ(failure->session, session);
     EXPECT_EQ(m_host->issue(), QStringLiteral("音频分包序号异常，请重试"));
     EXPECT_FALSE(m_host->speaking());
-    EXPECT_GE(count("releaseAll"), 1u);
+    EXPECT_GE(inputCalls("releaseAll"), 1u);
     EXPECT_FALSE(m_phone->isClosed(m_phone->audio()));
 
     // Late packets of the abandoned utterance are dropped without another reply.
@@ -146,7 +137,7 @@ TEST_F(HostVoice, aSettingChangeACancelOrADisconnectAbandonsTheUtterance) {
     ASSERT_TRUE(m_phone->await(m_phone->control(), Kind::voiceReady, 1));
     m_phone->control().send(WireMessage(Kind::cancel));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !m_host->speaking(); }, kGenerousMs));
-    EXPECT_GE(count("releaseAll"), 1u);
+    EXPECT_GE(inputCalls("releaseAll"), 1u);
 
     begin();
     ASSERT_TRUE(m_phone->await(m_phone->control(), Kind::voiceReady, 2));
