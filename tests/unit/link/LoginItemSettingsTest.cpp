@@ -49,6 +49,7 @@ TEST_F(LoginItemSettingsTest, theFirstRunWritesAValidEntryAndAHiddenOneIsOff) {
     LoginItemSettings items(m_settings);
     EXPECT_TRUE(items.isOn());
     EXPECT_TRUE(items.issue().isEmpty());
+    EXPECT_TRUE(defaultConfigured()); // once: an entry the user removes stays removed
     EXPECT_TRUE(entry().contains("\nExec=" + QCoreApplication::applicationFilePath().toUtf8() + "\n"));
     EXPECT_EQ(validate(entryPath()), QString());
 
