@@ -1,16 +1,18 @@
 #!/usr/bin/python3
-"""The desktop program's settings window as a person meets it, inside scripts/test-env.
+"""The desktop program as a person meets it, inside scripts/test-env.
 
 Runs `quillvane` itself on a desktop of its own: an X server taller than the window, a session bus
-with the AT-SPI bus, a tray watcher with a panel registered, an unlocked keyring, a sound server
-and private XDG folders. Every control is found by the name assistive technology reads and used
-through AT-SPI, the keyboard or the tray's menu; results are judged where a person would: the
-texts on screen, the QR code scanned back from a screenshot by zbarimg, the clipboard, a paired
-controller that is disconnected, the autostart entry on disk. Screenshots of every page in both
-languages are kept in the output folder.
+with the AT-SPI bus, a tray (a StatusNotifierWatcher with a panel registered, or none, or one that
+comes late, or an XEmbed panel), an unlocked keyring, a sound server and private XDG folders. Every
+control is found by the name assistive technology reads and used through AT-SPI, the keyboard or
+the tray's menu over dbusmenu; results are judged where a person would: the texts on screen, the
+tray's menu and icon, the QR code scanned back from a screenshot by zbarimg, the clipboard, a
+paired controller that is disconnected, the autostart entry on disk. Screenshots of every page in
+both languages are kept in the output folder.
 """
 
 import argparse
+import math
 import os
 import queue
 import re
@@ -21,6 +23,7 @@ import tempfile
 import threading
 import time
 import unittest
+import wave
 
 ARGS = None
 # Imported once the private session bus is up: they find their buses through it.
@@ -57,20 +60,19 @@ def descendants(node):
 
 
 class Desktop:
-    """What a desktop session offers its programs, private to this run."""
+    """What a desktop session offers its programs, private to this run; no tray until a test
+    starts one. (One for the whole run: the AT-SPI client finds its bus only once.)"""
 
     def __init__(self, folder):
         self.processes = []
-        for name in ("config", "data", "cache"):
-            os.environ[f"XDG_{name.upper()}_HOME"] = os.path.join(folder, name)
         read, write = os.pipe()
         self.start(["Xvfb", "-displayfd", str(write), "-screen", "0", "1024x800x24", "-nolisten",
                     "tcp", "-nolock"], pass_fds=(write,))
         os.close(write)
         with os.fdopen(read) as display:
             os.environ["DISPLAY"] = ":" + display.readline().strip()
-        session = self.start([os.path.join(ARGS.services, "desktop"), os.path.join(folder, "desktop")],
-                             stdout=subprocess.PIPE, text=True)
+        session = self.start([os.path.join(ARGS.services, "desktop"), os.path.join(folder, "desktop"),
+                              "--no-tray"], stdout=subprocess.PIPE, text=True)
         if session.stdout.readline().strip() != "ready":
             raise RuntimeError("the desktop services did not come up")
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={folder}/desktop/bus"
@@ -102,7 +104,7 @@ class Desktop:
 class Program:
     """`quillvane --show-pairing` on the desktop, its output read as it comes."""
 
-    def __init__(self):
+    def __init__(self, *arguments):
         # Qt 6.4 exports its widgets only when a screen reader has announced itself; this is its
         # own switch for clients that do not.
         env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="xcb")
@@ -110,26 +112,63 @@ class Program:
         for name in ("LC_ALL", "LC_MESSAGES", "LANGUAGE"):
             env.pop(name, None)
         env["LANG"] = "zh_CN.UTF-8"
-        self.process = subprocess.Popen([ARGS.program, "--show-pairing"], stdout=subprocess.PIPE,
-                                        stderr=subprocess.DEVNULL, text=True, env=env)
-        self.lines = queue.Queue()
-        threading.Thread(target=self.read, daemon=True).start()
+        self.process = subprocess.Popen([ARGS.program, "--show-pairing", *arguments],
+                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                        text=True, env=env)
         self.port = self.link = None
-        while self.port is None or self.link is None:
-            line = self.lines.get(timeout=20)
-            if match := re.match(r"Listening on port (\d+)$", line):
-                self.port = int(match.group(1))
-            elif line.startswith("quillvane://"):
-                self.link = line
+        threading.Thread(target=self.read, daemon=True).start()
+        wait_until(lambda: self.port and self.link, "the port and the pairing link")
 
     def read(self):
         for line in self.process.stdout:
-            self.lines.put(line.strip())
+            line = line.strip()
+            if match := re.match(r"Listening on port (\d+)$", line):
+                self.port = int(match.group(1))
+            elif line.startswith("quillvane://"):
+                self.link = line  # the newest: a revoked pairing prints its successor
 
     def stop(self):
         if self.process.poll() is None:
             self.process.terminate()
         self.process.wait(10)
+
+
+class Phone:
+    """quillvane-controller bound to the program, taking commands on its standard input."""
+
+    def __init__(self, program):
+        self.process = subprocess.Popen(
+            [ARGS.controller, "--host", "127.0.0.1", "--port", str(program.port), program.link],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.output = queue.Queue()
+        threading.Thread(target=lambda: [self.output.put(line) for line in self.process.stdout],
+                         daemon=True).start()
+        self.heard = ""
+        self.wait_for('audio {"kind":"welcome"')
+
+    def wait_for(self, text):
+        deadline = time.monotonic() + 20
+        while text not in self.heard:
+            self.heard += self.output.get(timeout=max(0.1, deadline - time.monotonic()))
+        return True
+
+    def send(self, command):
+        self.process.stdin.write(command + "\n")
+        self.process.stdin.flush()
+
+    def dropped(self):
+        self.wait_for("closed control")
+        return self.process.wait(20) is not None
+
+
+def write_tone(path, seconds):
+    """A 16-bit mono 24 kHz WAV file of a tone, for the controller's voice command."""
+    with wave.open(path, "wb") as tone:
+        tone.setnchannels(1)
+        tone.setsampwidth(2)
+        tone.setframerate(24000)
+        tone.writeframes(b"".join(int(8000 * math.sin(i * 0.1)).to_bytes(2, "little", signed=True)
+                                  for i in range(int(seconds * 24000))))
 
 
 class Tray:
@@ -140,50 +179,84 @@ class Tray:
     def __init__(self):
         self.bus = dbus.SessionBus()
 
-    def menu(self):
+    def start_watcher(self):
+        """A panel's tray: the watcher with a host registered."""
+        return DESKTOP.start([os.path.join(ARGS.services, "status-notifier-watcher")],
+                             stdout=subprocess.PIPE)
+
+    def item(self):
+        if not self.bus.name_has_owner("org.kde.StatusNotifierWatcher"):
+            return None
         watcher = self.bus.get_object("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher")
         items = watcher.Get("org.kde.StatusNotifierWatcher", "RegisteredStatusNotifierItems",
                             dbus_interface=self.PROPERTIES)
         if not items:
             return None
         service, path = str(items[0]).split("/", 1)
-        item = self.bus.get_object(service, "/" + path)
-        menu = item.Get("org.kde.StatusNotifierItem", "Menu", dbus_interface=self.PROPERTIES)
-        return self.bus.get_object(service, menu)
+        return self.bus.get_object(service, "/" + path)
+
+    def property(self, name):
+        return self.item().Get("org.kde.StatusNotifierItem", name, dbus_interface=self.PROPERTIES)
+
+    def menu(self):
+        item = self.item()
+        return item and self.bus.get_object(item.bus_name, self.property("Menu"))
 
     def entries(self):
+        """label: (id, enabled) of each entry, in the menu's order."""
         menu = self.menu()
         if menu is None:
             return {}
         _, layout = menu.GetLayout(0, -1, [], dbus_interface="com.canonical.dbusmenu")
-        return {str(properties["label"]): int(entry_id)
+        return {str(properties["label"]): (int(entry_id), bool(properties.get("enabled", True)))
                 for entry_id, properties, _ in layout[2] if "label" in properties}
 
     def click(self, label):
         entry = wait_until(lambda: self.entries().get(label), f"the tray entry '{label}'")
-        self.menu().Event(entry, "clicked", dbus.Int32(0), dbus.UInt32(0),
+        self.menu().Event(entry[0], "clicked", dbus.Int32(0), dbus.UInt32(0),
                           dbus_interface="com.canonical.dbusmenu")
 
+    def icon(self):
+        return b"".join(bytes(data) for _, _, data in self.property("IconPixmap"))
 
-class SettingsWindowTest(unittest.TestCase):
+    def tooltip(self):
+        return str(self.property("ToolTip")[2])
+
+
+def setUpModule():
+    global DESKTOP, FOLDER, pyatspi, dbus
+    FOLDER = tempfile.mkdtemp(prefix="desktop-program-")
+    os.makedirs(ARGS.out, exist_ok=True)
+    DESKTOP = Desktop(FOLDER)
+    import dbus
+    import pyatspi
+
+
+def tearDownModule():
+    DESKTOP.stop()
+    shutil.rmtree(FOLDER, ignore_errors=True)
+
+
+class DesktopCase(unittest.TestCase):
+    """The user's folders of the class's own, as if another user logged in; the program is
+    started by the tests."""
+
     @classmethod
     def setUpClass(cls):
-        cls.folder = tempfile.mkdtemp(prefix="settings-window-")
-        os.makedirs(ARGS.out, exist_ok=True)
-        cls.desktop = Desktop(cls.folder)
-        global pyatspi, dbus
-        import dbus
-        import pyatspi
+        cls.folder = tempfile.mkdtemp(dir=FOLDER)
+        for name in ("config", "data", "cache"):
+            os.environ[f"XDG_{name.upper()}_HOME"] = os.path.join(cls.folder, name)
         cls.tray = Tray()
-        cls.program = Program()
-        cls.tray.click("打开 Quillvane")
-        cls.window = wait_until(cls.find_window, "the settings window over AT-SPI")
+        cls.program = None
 
     @classmethod
     def tearDownClass(cls):
-        cls.program.stop()
-        cls.desktop.stop()
-        shutil.rmtree(cls.folder, ignore_errors=True)
+        if cls.program:
+            cls.program.stop()
+
+    @classmethod
+    def start_program(cls, *arguments):
+        cls.program = Program(*arguments)
 
     @classmethod
     def find_window(cls):
@@ -193,6 +266,16 @@ class SettingsWindowTest(unittest.TestCase):
                     if window.getRoleName() == "frame" and window.name == "Quillvane":
                         return window
         return None
+
+    def wait_for_window(self):
+        type(self).window = wait_until(lambda: showing(self.find_window()) and self.find_window(),
+                                       "the settings window over AT-SPI")
+
+    def close_window(self):
+        """Ctrl+W, typed into the window as a person would after clicking into it."""
+        self.click(next(node for node in descendants(self.window)
+                        if node.getRoleName() == "label" and showing(node)))
+        subprocess.run(["xdotool", "key", "ctrl+w"], check=True)
 
     def control(self, role, name, within=None):
         return wait_until(lambda: next(
@@ -246,7 +329,30 @@ class SettingsWindowTest(unittest.TestCase):
         return subprocess.run(["xclip", "-selection", "clipboard", "-o"], capture_output=True,
                               text=True).stdout
 
-    def test_1_pairing_code_shows_only_when_asked_and_revoking_renews_it(self):
+
+class SettingsWindowTest(DesktopCase):
+    """A desktop with a tray, as most are: the program lives in it."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.watcher = cls.tray.start_watcher()
+        cls.watcher.stdout.readline()  # "ready"
+        cls.start_program()
+
+    @classmethod
+    def tearDownClass(cls):
+        super().tearDownClass()
+        cls.watcher.terminate()
+
+    def test_1_pairing_the_tray_and_revoking(self):
+        wait_until(lambda: self.tray.entries(), "the tray item")
+        self.assertEqual(list(self.tray.entries()),
+                         ["等待 iPhone 连接", "断开手机", "打开 Quillvane", "退出 Quillvane"])
+        self.assertFalse(self.tray.entries()["断开手机"][1], "no phone is bound yet")
+        self.assertFalse(showing(self.find_window()), "with a tray the window waits to be asked for")
+        self.tray.click("打开 Quillvane")
+        self.wait_for_window()
         self.open_page(0)
         self.assertEqual(self.scanned_codes(), [], "the code shows before it was asked for")
         self.press("push button", "显示配对码")
@@ -256,37 +362,39 @@ class SettingsWindowTest(unittest.TestCase):
         wait_until(lambda: self.clipboard() == self.program.link, "the link on the clipboard")
         self.screenshot("connection-zh")
 
-        controller = subprocess.Popen(
-            [ARGS.controller, "--host", "127.0.0.1", "--port", str(self.program.port),
-             self.program.link, "wait 60"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        try:
-            self.control("label", "iPhone 已连接")
-            self.press("push button", "撤销配对并换码")
-            dialog = wait_until(lambda: next(
-                (node for node in descendants(pyatspi.Registry.getDesktop(0))
-                 if node.getRoleName() in ("dialog", "alert") and showing(node)), None),
-                "the confirmation")
-            self.control("label", "已连接的手机会断开，需要重新扫码配对。", dialog)
-            self.press("push button", "撤销并生成新码", dialog)
-            controller.wait(20)
-        finally:
-            controller.kill()
+        # The tray's menu follows the phone, and drops it.
+        phone = Phone(self.program)
+        self.control("label", "iPhone 已连接")
+        wait_until(lambda: self.tray.entries().get("断开手机", (0, False))[1]
+                   and "iPhone 已连接" in self.tray.entries(), "the tray to show the phone")
+        self.tray.click("断开手机")
+        self.assertTrue(phone.dropped())
+        wait_until(lambda: not self.tray.entries()["断开手机"][1], "断开手机 to grey out again")
+
+        phone = Phone(self.program)
+        old_link = self.program.link
+        self.control("label", "iPhone 已连接")
+        self.press("push button", "撤销配对并换码")
+        dialog = wait_until(lambda: next(
+            (node for node in descendants(pyatspi.Registry.getDesktop(0))
+             if node.getRoleName() in ("dialog", "alert") and showing(node)), None),
+            "the confirmation")
+        self.control("label", "已连接的手机会断开，需要重新扫码配对。", dialog)
+        self.press("push button", "撤销并生成新码", dialog)
+        self.assertTrue(phone.dropped())
         self.control("label", "等待 iPhone 连接")
-        codes = wait_until(lambda: [code for code in self.scanned_codes()
-                                    if code != self.program.link], "a new code")
-        self.assertEqual(len(codes), 1)
-        self.assertRegex(codes[0], r"^quillvane://pair\?id=.*&key=[0-9a-f]{64}$")
-        self.assertNotEqual(codes[0].split("key=")[1], self.program.link.split("key=")[1])
+        wait_until(lambda: self.program.link != old_link
+                   and self.scanned_codes() == [self.program.link], "the new code")
+        self.assertRegex(self.program.link, r"^quillvane://pair\?id=.*&key=[0-9a-f]{64}$")
+        self.assertNotEqual(self.program.link.split("key=")[1], old_link.split("key=")[1])
 
         # Ctrl+W closes the window; the tray brings it back with the code hidden again.
-        self.click(self.control("label", "配对你的 iPhone，并开启鼠标与键盘控制。"))
-        subprocess.run(["xdotool", "key", "ctrl+w"], check=True)
+        self.close_window()
         wait_until(lambda: not showing(self.window), "the window to close")
         self.tray.click("打开 Quillvane")
         self.control("push button", "显示配对码")
         self.assertEqual(self.scanned_codes(), [])
-
-    def test_2_voice_page_offers_every_setting(self):
+    def test_2_voice_page_and_the_tray_icon_while_the_phone_speaks(self):
         self.open_page(1)
         texts = self.visible_texts()
         for text in ("虚拟麦克风", "Quillvane Microphone 尚未安装", "安装 / 修复麦克风",
@@ -302,7 +410,24 @@ class SettingsWindowTest(unittest.TestCase):
         self.press("check box", "Ctrl")
         wait_until(lambda: "请选择语音快捷键；仅修饰键模式需要至少一个修饰键"
                    not in self.visible_texts(), "the explanation to go")
+
+        self.press("push button", "安装 / 修复麦克风")
+        self.control("label", "Quillvane Microphone 已就绪")
+        self.press("push button", "使用 Quillvane 麦克风")
+        self.control("combo box", "Quillvane Microphone")
         self.screenshot("voice-zh")
+
+        idle = self.tray.icon()
+        self.assertEqual(self.tray.tooltip(), "Quillvane")
+        phone = Phone(self.program)
+        tone = os.path.join(self.folder, "tone.wav")
+        write_tone(tone, 2.0)
+        phone.send("voice " + tone)
+        wait_until(lambda: self.tray.icon() != idle, "the speaking icon")
+        self.assertEqual(self.tray.tooltip(), "Quillvane，正在传音")
+        phone.wait_for("voiceDone")
+        wait_until(lambda: self.tray.icon() == idle, "the idle icon again")
+        type(self).phone = phone
 
     def test_3_general_page_language_and_start_at_login(self):
         version = subprocess.run([ARGS.program, "--version"], capture_output=True, text=True,
@@ -317,14 +442,15 @@ class SettingsWindowTest(unittest.TestCase):
         wait_until(lambda: not os.path.exists(entry), "the autostart entry to go")
         self.screenshot("general-zh")
 
-        # The switch lasts: a later start leaves it off.
+        # Quitting from the tray closes every link; the switch lasts: a later start leaves it off.
         self.tray.click("退出 Quillvane")
         self.assertEqual(self.program.process.wait(20), 0)
+        self.assertTrue(self.phone.dropped())
         self.assertEqual(self.tray.entries(), {})
-        type(self).program = Program()
+        self.start_program()
         self.assertFalse(os.path.exists(entry))
         self.tray.click("打开 Quillvane")
-        type(self).window = wait_until(self.find_window, "the settings window again")
+        self.wait_for_window()
         self.open_page(2)
         self.press("check box", "开机自动启动")
         wait_until(lambda: os.path.exists(entry), "the autostart entry to come back")
@@ -343,6 +469,71 @@ class SettingsWindowTest(unittest.TestCase):
         self.choose("English", "简体中文")
         self.control("label", "设置 Quillvane 的语言和启动方式。")
         wait_until(lambda: "退出 Quillvane" in self.tray.entries(), "the tray in Chinese")
+
+
+class NoTrayTest(DesktopCase):
+    """A desktop without a tray (GNOME without the AppIndicator extension), and one whose panel
+    comes up after the program, as at login. Qt settles how its tray icons are shown once per
+    process, so each case starts the program afresh."""
+
+    def tearDown(self):
+        if self.program:
+            self.program.stop()
+
+    def start_shown(self):
+        self.start_program()
+        self.wait_for_window()
+        self.control("label", "这个桌面没有系统托盘，关闭此窗口会退出 Quillvane。GNOME 需要安装 "
+                              "AppIndicator 扩展才能显示托盘图标。")
+
+    def assert_tray_took_over(self):
+        wait_until(lambda: not any("AppIndicator" in text for text in self.visible_texts()),
+                   "the hint to go")
+        self.close_window()
+        wait_until(lambda: not showing(self.window), "the window to close")
+        time.sleep(1)
+        self.assertIsNone(self.program.process.poll(), "closing quit although there is a tray")
+
+    def test_1_the_window_is_the_program(self):
+        self.start_shown()
+        self.close_window()
+        self.assertEqual(self.program.process.wait(20), 0)
+
+    def test_2_a_tray_that_appears_later_takes_over(self):
+        self.start_shown()
+        watcher = self.tray.start_watcher()
+        try:
+            wait_until(lambda: self.tray.entries(), "the tray item")
+            self.assert_tray_took_over()
+        finally:
+            watcher.terminate()
+
+    def test_3_an_xembed_tray_that_appears_later_takes_over(self):
+        self.start_shown()
+        panel = DESKTOP.start(["trayer", "--edge", "top"])
+        try:
+            wait_until(self.embedded_in_panel, "the icon in the panel")
+            self.assert_tray_took_over()
+        finally:
+            panel.terminate()
+
+    @staticmethod
+    def embedded_in_panel():
+        """Whether the X server holds a window of the program inside another program's top-level
+        window, where an XEmbed tray puts its icons."""
+        tree = subprocess.run(["xwininfo", "-root", "-tree"], capture_output=True, text=True).stdout
+        top_indent, top_is_ours = None, False
+        for line in tree.splitlines():
+            window = re.match(r"^( +)0x[0-9a-f]+ ", line)
+            if not window:
+                continue
+            instance = re.search(r'\("([^"]*)" "[^"]*"\)', line)
+            indent, ours = len(window.group(1)), bool(instance) and instance.group(1) == "quillvane"
+            if top_indent is None or indent <= top_indent:
+                top_indent, top_is_ours = indent, ours
+            elif ours and not top_is_ours:
+                return True
+        return False
 
 
 if __name__ == "__main__":
