@@ -14,10 +14,6 @@ template <typename T, void (*Free)(T*)>
 struct Deleter {
     void operator()(T* pointer) const { Free(pointer); }
 };
-void unrefObject(GSettings* settings) {
-    g_object_unref(settings);
-}
-using Settings = std::unique_ptr<GSettings, Deleter<GSettings, unrefObject>>;
 using Variant = std::unique_ptr<GVariant, Deleter<GVariant, g_variant_unref>>;
 
 std::vector<GnomeInputSources::Source> sourcesOf(GSettings* settings, const char* key) {
@@ -34,26 +30,33 @@ std::vector<GnomeInputSources::Source> sourcesOf(GSettings* settings, const char
     return sources;
 }
 
-} // namespace
-
-std::optional<GnomeInputSources> GnomeInputSources::read() {
+// The settings object is made once and kept for the program's life: with dconf each one
+// subscribes to change notifications on the session bus, and a kept one reads the values as they
+// are now.
+GSettings* inputSourceSettings() {
     GSettingsSchemaSource* installed = g_settings_schema_source_get_default();
     if (!installed)
-        return std::nullopt;
+        return nullptr;
     GSettingsSchema* schema = g_settings_schema_source_lookup(installed, schemaId, TRUE);
     if (!schema)
-        return std::nullopt; // g_settings_new would abort the program
+        return nullptr; // g_settings_new would abort the program
     const bool complete = g_settings_schema_has_key(schema, "sources") &&
                           g_settings_schema_has_key(schema, "mru-sources") &&
                           g_settings_schema_has_key(schema, "xkb-options");
     g_settings_schema_unref(schema);
-    if (!complete)
+    return complete ? g_settings_new(schemaId) : nullptr;
+}
+
+} // namespace
+
+std::optional<GnomeInputSources> GnomeInputSources::read() {
+    static GSettings* const settings = inputSourceSettings();
+    if (!settings)
         return std::nullopt;
-    const Settings settings(g_settings_new(schemaId));
     GnomeInputSources read;
-    read.sources = sourcesOf(settings.get(), "sources");
-    read.mostRecent = sourcesOf(settings.get(), "mru-sources");
-    gchar** options = g_settings_get_strv(settings.get(), "xkb-options");
+    read.sources = sourcesOf(settings, "sources");
+    read.mostRecent = sourcesOf(settings, "mru-sources");
+    gchar** options = g_settings_get_strv(settings, "xkb-options");
     for (gchar** option = options; option && *option; ++option)
         read.xkbOptions.emplace_back(*option);
     g_strfreev(options);
