@@ -31,6 +31,25 @@ using Events = std::vector<WevEvent>;
 
 constexpr const char* socketName = "sway-test";
 
+// Presses the left button through `backend` itself, past any controller, and succeeds when wev
+// sees it let go once the backend is destroyed (the program stopping).
+::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
+                                                    WevRecorder& wev) {
+    wev.clear();
+    backend->mouse({MouseEventType::leftDown, *backend->pointerLocation(), 1});
+    backend->flush();
+    if (!wev.waitFor([](const Events& events) { return buttonStates(events) == std::vector{1}; }))
+        return ::testing::AssertionFailure() << "the button never went down; wev saw:\n"
+                                             << described(wev.events());
+    backend.reset();
+    if (!wev.waitFor([](const Events& events) { return buttonStates(events) == std::vector{1, 0}; },
+                     5000))
+        return ::testing::AssertionFailure() << "the stopped backend left the button held; wev "
+                                                "saw:\n"
+                                             << described(wev.events());
+    return ::testing::AssertionSuccess();
+}
+
 class WlrootsBackendTest : public testing_support::IntegrationTest {
 protected:
     static void SetUpTestSuite() {
@@ -138,19 +157,19 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
 
 // quillvane-controller, run as a process, drives a host session whose InputController posts
 // through this backend: moves, clicks, scrolls, keys and text of any script reach the window (keys
-// after the text under the seat's keymap again), and when the controller dies in the middle of a
-// drag the button is let go.
+// after the text under the seat's keymap again); when the controller dies in the middle of a drag,
+// and when the program stops with a button down, the button is let go.
 TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo) {
-    BackendHost session(*m_backend);
-    ASSERT_TRUE(session.startController()) << session.controllerOutput();
+    auto session = std::make_unique<BackendHost>(*m_backend);
+    ASSERT_TRUE(session->startController()) << session->controllerOutput();
 
-    session.send("move 40 -20");
-    session.send("click");
-    session.send("scroll 0 12 began");
-    session.send("scroll 0 0 ended");
-    session.send("key 6 1179648"); // Command+Shift+Z
-    session.send("text Hello, 世界 👋");
-    session.send("key 0"); // A, under the seat's keymap again
+    session->send("move 40 -20");
+    session->send("click");
+    session->send("scroll 0 12 began");
+    session->send("scroll 0 0 ended");
+    session->send("key 6 1179648"); // Command+Shift+Z
+    session->send("text Hello, 世界 👋");
+    session->send("key 0"); // A, under the seat's keymap again
     const auto typed = [](const Events& events) {
         std::string text;
         const auto keys = named(events, "key");
@@ -175,7 +194,9 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo)
               std::string::npos)
         << "a modifier is still held";
 
-    EXPECT_TRUE(killingTheControllerMidDragLetsGo(session, *m_wev));
+    EXPECT_TRUE(killingTheControllerMidDragLetsGo(*session, *m_wev));
+    session.reset();
+    EXPECT_TRUE(stoppingTheBackendLetsGo(m_backend, *m_wev));
 }
 
 // Chosen where sway is the session's compositor and there is no X server.

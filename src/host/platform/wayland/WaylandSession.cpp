@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <utility>
 
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -286,6 +288,30 @@ bool WaylandSession::flush() {
         return false;
     }
     return true;
+}
+
+bool WaylandSession::settle(int limitMs) {
+    if (m_isLost)
+        return false;
+    bool answered = false;
+    static constexpr wl_callback_listener done{
+        [](void* data, wl_callback*, std::uint32_t) { *static_cast<bool*>(data) = true; },
+    };
+    wl_callback* callback = wl_display_sync(m_display);
+    wl_callback_add_listener(callback, &done, &answered);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+    while (!answered) {
+        if (wl_display_flush(m_display) < 0 && errno != EAGAIN)
+            break;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        pollfd readable{wl_display_get_fd(m_display), POLLIN, 0};
+        if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) <= 0 ||
+            wl_display_dispatch(m_display) < 0)
+            break;
+    }
+    wl_callback_destroy(callback);
+    return answered;
 }
 
 void WaylandSession::lose(std::string why) {

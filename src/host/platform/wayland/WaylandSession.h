@@ -64,6 +64,9 @@ public:
     bool isLost() const { return m_isLost; }
     // Sends what was posted; false once the connection is broken.
     bool flush();
+    // Sends what was posted and waits, up to `limitMs`, until the compositor has handled it; false
+    // when it did not answer in time or the connection broke.
+    bool settle(int limitMs);
 
 private:
     WaylandSession() = default;

@@ -140,6 +140,9 @@ WlrootsBackend::~WlrootsBackend() {
     if (canPost()) {
         typePendingText();
         releaseHeld();
+        // The compositor takes the releases before the devices go (sway drops a release whose
+        // virtual pointer is destroyed right behind it); a hung one does not hold up the stop.
+        m_session->settle(1000);
     }
     disconnect();
 }
