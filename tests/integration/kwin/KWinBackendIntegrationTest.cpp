@@ -10,6 +10,7 @@
 
 #include "InputBackends.h"
 #include "integration/IntegrationTest.h"
+#include "integration/support/BackendHost.h"
 #include "integration/support/CompositorProcess.h"
 #include "integration/support/TextFieldWindow.h"
 #include "integration/support/WevRecorder.h"
@@ -107,6 +108,9 @@ TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
     EXPECT_EQ(axes[0].number("value"), -30);
     EXPECT_EQ(axes[1].number("axis"), 1);
     EXPECT_EQ(axes[1].number("value"), 20);
+
+    // A button still down when the program stops is let go.
+    EXPECT_TRUE(testing_support::stoppingTheBackendLetsGo(m_backend, *m_wev));
 }
 
 TEST_F(KWinBackendTest, keysKeepTheirPositionAndTextTypesThroughTheCompositorsKeymap) {

@@ -72,4 +72,21 @@ void BackendHost::killController() {
     return ::testing::AssertionSuccess();
 }
 
+::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
+                                                    WevRecorder& wev) {
+    wev.clear();
+    backend->mouse({MouseEventType::leftDown, *backend->pointerLocation(), 1});
+    backend->flush();
+    if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1}; }))
+        return ::testing::AssertionFailure() << "the button never went down; wev saw:\n"
+                                             << described(wev.events());
+    backend.reset();
+    if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1, 0}; },
+                     5000))
+        return ::testing::AssertionFailure() << "the stopped backend left the button held; wev "
+                                                "saw:\n"
+                                             << described(wev.events());
+    return ::testing::AssertionSuccess();
+}
+
 } // namespace quillvane::testing_support

@@ -53,5 +53,9 @@ class WevRecorder;
 // when wev then sees the button let go within 5 s: the host's heartbeat limit and a margin.
 ::testing::AssertionResult killingTheControllerMidDragLetsGo(BackendHost& session,
                                                              WevRecorder& wev);
+// Presses the left button through `backend` itself, past any controller, and succeeds when wev
+// sees it let go once the backend is destroyed (the program stopping); `backend` is left empty.
+::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
+                                                    WevRecorder& wev);
 
 } // namespace quillvane::testing_support

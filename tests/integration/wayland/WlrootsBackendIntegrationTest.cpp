@@ -24,31 +24,13 @@ using testing_support::WevEvent;
 using testing_support::WevRecorder;
 using testing_support::buttonStates;
 using testing_support::killingTheControllerMidDragLetsGo;
+using testing_support::stoppingTheBackendLetsGo;
 using testing_support::described;
 using testing_support::keyChanges;
 using testing_support::named;
 using Events = std::vector<WevEvent>;
 
 constexpr const char* socketName = "sway-test";
-
-// Presses the left button through `backend` itself, past any controller, and succeeds when wev
-// sees it let go once the backend is destroyed (the program stopping).
-::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
-                                                    WevRecorder& wev) {
-    wev.clear();
-    backend->mouse({MouseEventType::leftDown, *backend->pointerLocation(), 1});
-    backend->flush();
-    if (!wev.waitFor([](const Events& events) { return buttonStates(events) == std::vector{1}; }))
-        return ::testing::AssertionFailure() << "the button never went down; wev saw:\n"
-                                             << described(wev.events());
-    backend.reset();
-    if (!wev.waitFor([](const Events& events) { return buttonStates(events) == std::vector{1, 0}; },
-                     5000))
-        return ::testing::AssertionFailure() << "the stopped backend left the button held; wev "
-                                                "saw:\n"
-                                             << described(wev.events());
-    return ::testing::AssertionSuccess();
-}
 
 class WlrootsBackendTest : public testing_support::IntegrationTest {
 protected:

@@ -98,6 +98,10 @@ KWinBackend::~KWinBackend() {
     // Events still waiting behind a paste are posted first, then the user's clipboard restored.
     m_route.reset();
     releaseHeld();
+    // KWin takes the releases before the device goes (it drops a release whose fake input is
+    // destroyed right behind it); a hung KWin does not hold up the stop.
+    if (canPost())
+        m_session->settle(1000);
     if (m_fakeInput)
         org_kde_kwin_fake_input_destroy(m_fakeInput);
 }
@@ -128,7 +132,7 @@ void KWinBackend::press(std::uint32_t code, bool down) {
 void KWinBackend::releaseHeld() {
     if (!canPost())
         return;
-    for (const std::uint32_t code : std::exchange(m_held, {}))
+    for (const std::uint32_t code : std::set<std::uint32_t>(m_held))
         press(code, false);
     m_session->flush();
 }
