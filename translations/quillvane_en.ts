@@ -427,6 +427,26 @@
         <source>这是 Xwayland：输入只能到达 X11 窗口，到不了 Wayland 桌面；请登录 X11 会话来控制这台电脑</source>
         <translation>This is Xwayland, which passes posted input only to X11 windows, not to the Wayland desktop; log in to an X11 session to control this computer</translation>
     </message>
+    <message>
+        <source>GNOME 拒绝创建远程桌面会话</source>
+        <translation>GNOME refused a remote desktop session</translation>
+    </message>
+    <message>
+        <source>GNOME 拒绝启动远程桌面会话</source>
+        <translation>GNOME refused to start a remote desktop session</translation>
+    </message>
+    <message>
+        <source>会话总线上没有 GNOME 的远程桌面接口，这不是 GNOME 的 Wayland 会话</source>
+        <translation>GNOME&apos;s remote desktop interface is not on the session bus, so this is not a GNOME Wayland session</translation>
+    </message>
+    <message>
+        <source>没有 D-Bus 会话总线，无法连接 GNOME 的远程桌面接口</source>
+        <translation>There is no D-Bus session bus, so GNOME&apos;s remote desktop interface cannot be reached</translation>
+    </message>
+    <message>
+        <source>经 GNOME 发送输入已停止，正在等它恢复</source>
+        <translation>Input through GNOME stopped; waiting for it to come back</translation>
+    </message>
 </context>
 <context>
     <name>quillvane::ConnectionPage</name>

@@ -220,8 +220,7 @@ MutterBackend::~MutterBackend() {
 
 bool MutterBackend::open() {
     if (!m_bus.isConnected()) {
-        m_reason = "There is no D-Bus session bus, so GNOME's remote desktop interface cannot be "
-                   "reached";
+        m_reason = "没有 D-Bus 会话总线，无法连接 GNOME 的远程桌面接口";
         return false;
     }
     if (!m_serviceWatcher) {
@@ -242,8 +241,7 @@ bool MutterBackend::open() {
                          });
     }
     if (!m_bus.interface()->isServiceRegistered(remoteDesktopService)) {
-        m_reason = "GNOME's remote desktop interface (org.gnome.Mutter.RemoteDesktop) is not on "
-                   "the session bus, so this is not a GNOME Wayland session";
+        m_reason = "会话总线上没有 GNOME 的远程桌面接口，这不是 GNOME 的 Wayland 会话";
         return false;
     }
     const QDBusMessage created = QDBusMessage::createMethodCall(
@@ -251,7 +249,7 @@ bool MutterBackend::open() {
         QStringLiteral("CreateSession"));
     const QDBusMessage reply = m_bus.call(created, QDBus::Block, 5000);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        m_reason = "GNOME refused a remote desktop session: " + reply.errorMessage().toStdString();
+        m_reason = "GNOME 拒绝创建远程桌面会话（" + reply.errorMessage().toStdString() + "）";
         return false;
     }
     m_session = reply.arguments().first().value<QDBusObjectPath>().path();
@@ -259,7 +257,7 @@ bool MutterBackend::open() {
     if (started.type() != QDBusMessage::ReplyMessage) {
         const std::string why = started.errorMessage().toStdString();
         m_session.clear();
-        m_reason = "GNOME refused to start a remote desktop session: " + why;
+        m_reason = "GNOME 拒绝启动远程桌面会话（" + why + "）";
         return false;
     }
     // Deferred: the relay must not be deleted from inside its own slot.
@@ -310,7 +308,7 @@ void MutterBackend::lose(const std::string& reason) {
     m_buttons.clear();
     m_keys.clear();
     m_scrolling = false;
-    m_reason = reason + "; waiting for it to come back";
+    m_reason = "经 GNOME 发送输入已停止，正在等它恢复（" + reason + "）";
     notifyLost();
     // The service may still be there (only the session ended): ask for a new one.
     QTimer::singleShot(0, m_serviceWatcher.get(), [this] {
