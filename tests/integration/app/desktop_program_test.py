@@ -76,8 +76,14 @@ class Desktop:
         if session.stdout.readline().strip() != "ready":
             raise RuntimeError("the desktop services did not come up")
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={folder}/desktop/bus"
+        # Its files and control socket apart from the keyring of scripts/test-env, which other
+        # tests use meanwhile.
+        keyring_home = os.path.join(folder, "keyring")
+        os.makedirs(keyring_home, mode=0o700)
         keyring = self.start(["gnome-keyring-daemon", "--foreground", "--unlock",
-                              "--components=secrets"], stdin=subprocess.PIPE)
+                              "--components=secrets"], stdin=subprocess.PIPE,
+                             env=dict(os.environ, XDG_DATA_HOME=keyring_home,
+                                      XDG_RUNTIME_DIR=keyring_home))
         keyring.stdin.write(b"quillvane-test")
         keyring.stdin.close()
         sound = os.path.join(folder, "sound")
