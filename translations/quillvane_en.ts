@@ -447,6 +447,22 @@
         <source>经 GNOME 发送输入已停止，正在等它恢复</source>
         <translation>Input through GNOME stopped; waiting for it to come back</translation>
     </message>
+    <message>
+        <source>GNOME 关闭了远程桌面会话</source>
+        <translation>GNOME closed the remote desktop session</translation>
+    </message>
+    <message>
+        <source>GNOME 的远程桌面服务离开了会话总线</source>
+        <translation>GNOME&apos;s remote desktop service left the session bus</translation>
+    </message>
+    <message>
+        <source>与混成器的连接已断开</source>
+        <translation>The connection to the compositor was lost</translation>
+    </message>
+    <message>
+        <source>混成器撤下了接口</source>
+        <translation>The compositor withdrew an interface</translation>
+    </message>
 </context>
 <context>
     <name>quillvane::ConnectionPage</name>

@@ -232,7 +232,7 @@ bool MutterBackend::open() {
         QObject::connect(m_serviceWatcher.get(), &QDBusServiceWatcher::serviceUnregistered,
                          m_serviceWatcher.get(), [this] {
                              if (!m_session.isEmpty())
-                                 lose("GNOME's remote desktop service left the session bus");
+                                 lose("GNOME 的远程桌面服务离开了会话总线");
                          });
         QObject::connect(m_serviceWatcher.get(), &QDBusServiceWatcher::serviceRegistered,
                          m_serviceWatcher.get(), [this] {
@@ -263,7 +263,7 @@ bool MutterBackend::open() {
     // Deferred: the relay must not be deleted from inside its own slot.
     m_closed = std::make_unique<DBusSignalRelay>([this] {
         QTimer::singleShot(0, m_serviceWatcher.get(),
-                           [this] { lose("GNOME closed the remote desktop session"); });
+                           [this] { lose("GNOME 关闭了远程桌面会话"); });
     });
     m_bus.connect(remoteDesktopService, m_session, sessionInterface, QStringLiteral("Closed"),
                   m_closed.get(), SLOT(relay()));

@@ -226,7 +226,7 @@ void WaylandSession::withdraw(std::uint32_t name) {
     const Global withdrawn = std::move(global->second);
     m_globals.erase(global);
     if (withdrawn.bound) {
-        lose("the compositor withdrew " + withdrawn.interface);
+        lose("混成器撤下了接口（" + withdrawn.interface + "）");
         return;
     }
     for (auto output = m_outputs.begin(); output != m_outputs.end(); ++output) {
@@ -277,14 +277,14 @@ PasteClipboard* WaylandSession::clipboard() const {
 // crashed), and with it whatever our devices held.
 void WaylandSession::readEvents() {
     if (wl_display_dispatch(m_display) < 0)
-        lose("the connection to the compositor was lost");
+        lose("与混成器的连接已断开");
 }
 
 bool WaylandSession::flush() {
     if (m_isLost)
         return false;
     if (wl_display_flush(m_display) < 0 && errno != EAGAIN) {
-        lose("the connection to the compositor was lost");
+        lose("与混成器的连接已断开");
         return false;
     }
     return true;
