@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 #include "discovery/ServiceAdvertiser.h"
 #include "discovery/ServiceDiscovery.h"
@@ -320,6 +321,9 @@ void HostModel::stop() {
     for (auto& link : m_links.takeAll())
         if (link)
             link->close();
+    for (auto& link : std::exchange(m_parked, {}))
+        if (link)
+            link->close();
     if (wasListening)
         Q_EMIT portChanged();
 }
@@ -347,15 +351,20 @@ void HostModel::accept(qintptr descriptor) {
     // connections that have not proven the key cannot keep the phone out either.
     const LinkAdmission::Decision decision = m_links.admit(link, now());
     if (!decision.admitted) {
-        delete link; // never started: closing the socket is all there is
+        park(link);
+        link->start();
         return;
     }
     if (const QPointer<SecureLink> displaced = decision.displaced) {
-        // Released without its close handler: the admission log accounts for displaced links
-        // once a second, where a flood would otherwise write a "Peer closed" line for each.
-        displaced->onClose = nullptr;
-        displaced->close();
-        displaced->deleteLater();
+        if (displaced->isSilent()) {
+            park(displaced);
+        } else {
+            // Released without its close handler: the admission log accounts for displaced links
+            // once a second, where a flood would otherwise write a "Peer closed" line for each.
+            displaced->onClose = nullptr;
+            displaced->close();
+            displaced->deleteLater();
+        }
     }
 
     QPointer<SecureLink> weak(link);
@@ -380,6 +389,36 @@ void HostModel::accept(qintptr descriptor) {
             weak->close(QStringLiteral("会话握手超时"));
     });
     deadline->start(milliseconds(handshakeDeadline));
+}
+
+void HostModel::park(SecureLink* link) {
+    // A squatter reopens the moment its connection is closed and takes the next place, and that
+    // cycle, thousands of times a second, is what costs the host its time. Left open, a connection
+    // that never spoke holds nothing of the table and costs nothing until its identity deadline
+    // ends it. One that speaks after all (a phone whose first packet was late) is closed at once,
+    // so it retries without waiting. The oldest go when too many wait.
+    constexpr std::size_t kMaximumParked = 64;
+    QPointer<SecureLink> weak(link);
+    link->onMessage = nullptr;
+    link->onFirstBytes = [weak] {
+        if (weak)
+            weak->close();
+    };
+    // Without a "Peer closed" line: the admission log counts these.
+    link->onClose = [weak](const std::optional<QString>&) {
+        if (weak)
+            weak->deleteLater();
+    };
+    std::erase_if(m_parked, [](const QPointer<SecureLink>& parked) {
+        return !parked || parked->isClosed();
+    });
+    m_parked.push_back(weak);
+    while (m_parked.size() > kMaximumParked) {
+        const QPointer<SecureLink> oldest = m_parked.front();
+        m_parked.pop_front();
+        if (oldest)
+            oldest->close();
+    }
 }
 
 void HostModel::linkClosed(SecureLink* link, const std::optional<QString>& reason) {

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QTimer>
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -120,6 +121,8 @@ Q_SIGNALS:
 private:
     void loadSettings();
     void accept(qintptr descriptor);
+    // Keeps a started link that has no place and has sent nothing open outside the table.
+    void park(SecureLink* link);
     void receive(const WireMessage& message, SecureLink* link);
     void route(const WireMessage& message, SecureLink* link);
     void handshake(const WireMessage& message, SecureLink* link);
@@ -151,6 +154,8 @@ private:
     std::unique_ptr<LinkListener> m_listener;
     std::unique_ptr<ServiceAdvertiser> m_advertiser;
     LinkAdmission m_links;
+    // Connections that got no place, or lost theirs, before sending a byte (see park()).
+    std::deque<QPointer<SecureLink>> m_parked;
     QPointer<SecureLink> m_control;
     QPointer<SecureLink> m_audio;
     std::optional<Uuid> m_clientID;

@@ -105,11 +105,20 @@ void SecureLink::start() {
     m_identityTimer.start(kIdentityDeadline);
     // Until then the socket is plain: its first bytes wait unread for the TLS session.
     if (socket->bytesAvailable() > 0)
-        startEncryption();
+        handleFirstBytes();
 }
 
-void SecureLink::startEncryption() {
+void SecureLink::handleFirstBytes() {
     m_encryptionStarted = true;
+    if (const auto first = std::exchange(onFirstBytes, nullptr)) {
+        try {
+            first();
+        } catch (const std::exception& error) {
+            close(reasonFrom(error));
+        }
+        if (m_closed)
+            return;
+    }
     m_socket->startServerEncryption();
 }
 
@@ -144,6 +153,7 @@ void SecureLink::close(std::optional<QString> reason) {
     auto closed = std::exchange(onClose, nullptr);
     onReady = nullptr;
     onMessage = nullptr;
+    onFirstBytes = nullptr;
     if (!closed)
         return;
     try {
@@ -172,7 +182,7 @@ void SecureLink::handleEncrypted() {
 
 void SecureLink::handleReadyRead() {
     if (!m_closed && !m_encryptionStarted)
-        startEncryption();
+        handleFirstBytes();
     if (m_closed || !m_ready)
         return;
     readAvailable();

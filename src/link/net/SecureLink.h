@@ -76,6 +76,8 @@ public:
     const Uuid& id() const { return m_id; }
     bool isReady() const { return m_ready; }
     bool isClosed() const { return m_closed; }
+    // Whether the peer has sent nothing yet: no TLS session exists then.
+    bool isSilent() const { return !m_encryptionStarted; }
     QHostAddress peerAddress() const;
     // Bytes written by the link that the kernel has not taken yet: frames still waiting for
     // encryption plus records waiting for the socket (these include TLS record overhead).
@@ -96,11 +98,14 @@ public:
     std::function<void()> onReady;
     std::function<void(const WireMessage&)> onMessage;
     std::function<void(const std::optional<QString>& reason)> onClose;
+    // Called once, when a started link's peer sends its first bytes, before the handshake starts
+    // on them; the callback may close the link instead.
+    std::function<void()> onFirstBytes;
 
 private:
     void handleEncrypted();
     void handleReadyRead();
-    void startEncryption();
+    void handleFirstBytes();
     void handleError();
     void handleDisconnected();
     void handlePreSharedKey(QSslPreSharedKeyAuthenticator* authenticator);
