@@ -28,6 +28,10 @@ protected:
         env.insert(QStringLiteral("XDG_DATA_HOME"), m_dir.filePath(QStringLiteral("data")));
         // These hosts need no display: the input tests own the test X server.
         env.remove(QStringLiteral("DISPLAY"));
+        // Nor the keyring, which the keyring test locks meanwhile: without a session bus the key
+        // is kept in a file under XDG_DATA_HOME, and must survive there just the same.
+        env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                   QStringLiteral("unix:path=") + m_dir.filePath(QStringLiteral("no-session-bus")));
         return env;
     }
 
