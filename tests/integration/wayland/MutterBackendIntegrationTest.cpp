@@ -52,8 +52,10 @@ void useMuttersBus() {
 class MutterBackendTest : public testing_support::IntegrationTest {
 protected:
     static void SetUpTestSuite() {
-        // Mutter and the backend read the user's keyboard settings from one file, as GNOME's
-        // programs share dconf: the user's XKB options put a euro sign on AltGr+E.
+        // The user's GNOME settings, in a file of the run: XKB options that put a euro sign on
+        // AltGr+E. In a session GNOME Shell hands them to Mutter; Mutter alone keeps its plain US
+        // keymap, which has the sign on the euro key, so both ends can type it as a key, and the
+        // backend only believes so when it has read the options.
         const std::string config = std::string(std::getenv("QUILLVANE_TEST_ENV_DIR")) +
                                    "/mutter/config";
         std::filesystem::create_directories(config);
@@ -159,8 +161,9 @@ TEST_F(MutterBackendTest, aLostSessionIsReportedAndMadeAgain) {
 }
 
 // quillvane-controller, run as a process, drives a host session posting through Mutter: moves,
-// clicks, scrolls and keys reach the window (the euro sign typed as a key: the user's XKB options
-// put it on AltGr+E), and when the controller dies in the middle of a drag the button is let go.
+// clicks, scrolls and keys reach the window (the euro sign typed as a key, not pasted, once the
+// user's XKB options are read), and when the controller dies in the middle of a drag the button is
+// let go.
 TEST_F(MutterBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo) {
     openWev();
     BackendHost session(*m_backend);
