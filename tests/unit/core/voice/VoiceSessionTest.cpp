@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "unit/core/PadErrorOf.h"
+#include "voice/OutgoingVoice.h"
 #include "voice/VoiceReceiveFailure.h"
 #include "voice/VoiceSession.h"
 
@@ -23,6 +24,15 @@ void expectRefused(VoiceSession& session, const Uuid& id, std::int64_t sequence,
         EXPECT_EQ(failure.detail(), detail) << failure.debugDescription();
     }
     EXPECT_EQ(session, before);
+}
+
+// An audio message when `pcm` is given, else the voiceEnd naming `sequence` as the last.
+WireMessage sent(std::int64_t sequence, std::optional<Bytes> pcm = std::nullopt) {
+    WireMessage message(pcm ? WireMessage::Kind::audio : WireMessage::Kind::voiceEnd);
+    message.session = utterance;
+    message.sequence = sequence;
+    message.pcm = std::move(pcm);
+    return message;
 }
 
 VoiceSession started() {
@@ -75,29 +85,23 @@ TEST(VoiceSession, tellsThePhoneWhyInItsOwnWords) {
         EXPECT_EQ(Failure(detail).message(), text);
 }
 
-TEST(VoiceSession, completesWhenLastPacketHasPlayed) {
+TEST(VoiceSession, completesOnTheLastPlayedPacketAndExpiresFiveSecondsAfterActivity) {
     EXPECT_TRUE(started().end(utterance, -1, 11.0));
     VoiceSession session = started();
-    session.receive(utterance, 0, 100, 11.0);
-    session.receive(utterance, 1, 100, 11.0);
-    EXPECT_EQ(padErrorOf([&] { session.end(utterance, 0, 12.0); }), "语音尾部不完整");
-    EXPECT_FALSE(session.end(utterance, 1, 12.0));
+    EXPECT_FALSE(session.expired(15.0));
+    EXPECT_TRUE(session.expired(15.001));
+    session.receive(utterance, 0, 100, 14.0);
+    session.receive(utterance, 1, 100, 14.0);
+    EXPECT_TRUE(session.expired(19.001));
+    EXPECT_EQ(padErrorOf([&] { session.end(utterance, 0, 18.0); }), "语音尾部不完整");
+    EXPECT_FALSE(session.end(utterance, 1, 18.0));
+    EXPECT_FALSE(session.expired(23.0));
+    EXPECT_TRUE(session.expired(23.001));
     // Completion notices may come out of order; the last outstanding one completes.
     EXPECT_FALSE(session.played(other, 1));
     EXPECT_FALSE(session.played(utterance, 1));
     EXPECT_TRUE(session.played(utterance, 0));
     EXPECT_FALSE(session.played(utterance, 0));
-}
-
-TEST(VoiceSession, expiresFiveSecondsAfterLastActivity) {
-    VoiceSession session = started();
-    EXPECT_FALSE(session.expired(15.0));
-    EXPECT_TRUE(session.expired(15.001));
-    session.receive(utterance, 0, 100, 14.0);
-    EXPECT_TRUE(session.expired(19.001));
-    session.end(utterance, 0, 18.0);
-    EXPECT_FALSE(session.expired(23.0));
-    EXPECT_TRUE(session.expired(23.001));
 }
 
 TEST(VoiceSession, cancelTellsThePhoneOnlyAboutAPresentUtterance) {
@@ -112,4 +116,37 @@ TEST(VoiceSession, cancelTellsThePhoneOnlyAboutAPresentUtterance) {
     session = started();
     EXPECT_EQ(session.cancel(std::nullopt), std::nullopt);
     EXPECT_EQ(session, VoiceSession());
+}
+
+TEST(OutgoingVoice, holdsBackTwoSecondsUntilTheMacIsReadyAndEndsAfterAllAudio) {
+    OutgoingVoice voice(utterance);
+    for (std::size_t size : {0, 6, 19204})
+        EXPECT_EQ(padErrorOf([&] { voice.append(Bytes(size)); }), "无效音频分包") << size;
+    for (std::uint8_t i = 0; i < 10; ++i)
+        EXPECT_TRUE(voice.append(Bytes(19200, i)).empty());
+    EXPECT_EQ(padErrorOf([&] { voice.append(Bytes(4)); }), "Mac 启动过慢，音频缓冲已满");
+
+    const auto messages = voice.markReady();
+    ASSERT_EQ(messages.size(), 10u);
+    for (std::uint8_t i = 0; i < 10; ++i)
+        EXPECT_EQ(messages[i], sent(i, Bytes(19200, i)));
+    // Once ready, audio goes out at once, continuing the numbering; the end names the last.
+    EXPECT_EQ(voice.append(Bytes(8, 1)), std::vector{sent(10, Bytes(8, 1))});
+    EXPECT_EQ(voice.finish(), std::vector{sent(10)});
+    EXPECT_TRUE(voice.finish().empty());
+
+    // Recording stopped before the Mac was ready: the end follows all held-back audio.
+    OutgoingVoice early(utterance);
+    early.append(Bytes(400, 1));
+    early.append(Bytes(400, 2));
+    EXPECT_TRUE(early.finish().empty());
+    // Chunks the recorder still delivers after the stop are dropped, even malformed ones.
+    EXPECT_TRUE(early.append(Bytes(3)).empty());
+    EXPECT_EQ(early.markReady(),
+              (std::vector{sent(0, Bytes(400, 1)), sent(1, Bytes(400, 2)), sent(1)}));
+    EXPECT_TRUE(early.markReady().empty());
+
+    OutgoingVoice silent(utterance);
+    EXPECT_TRUE(silent.markReady().empty());
+    EXPECT_EQ(silent.finish(), std::vector{sent(-1)});
 }

@@ -1,0 +1,132 @@
+#include <gtest/gtest.h>
+
+#include "controller/PointerGuideHistory.h"
+#include "controller/PointerGuideMode.h"
+#include "controller/QuickInput.h"
+#include "controller/QuickKey.h"
+#include "fakes/MemoryKeyValueStore.h"
+
+using namespace quillvane;
+
+namespace {
+
+std::string repeated(std::string_view piece, std::size_t count) {
+    std::string out;
+    for (std::size_t i = 0; i < count; ++i)
+        out.append(piece);
+    return out;
+}
+
+// Hands out ids 1, 2, 3, … so tests can tell fresh ids from stored ones.
+struct CountingIds {
+    std::uint8_t next = 0;
+    Uuid operator()() {
+        Uuid::Bytes16 bytes{};
+        bytes[15] = ++next;
+        return Uuid(bytes);
+    }
+};
+
+std::vector<std::string> labels(const std::vector<QuickKey>& keys) {
+    std::vector<std::string> out;
+    for (const auto& key : keys)
+        out.push_back(key.label);
+    return out;
+}
+
+std::vector<QuickKey> lettered(std::string_view letters) {
+    std::vector<QuickKey> keys;
+    CountingIds ids{200};
+    for (const char letter : letters)
+        keys.push_back({ids(), std::string(1, letter), static_cast<std::uint16_t>(letter), 0});
+    return keys;
+}
+
+const std::vector<std::string> kDefaultLabels = {"esc", "tab ⇥", "⇧ tab", "⌫", "⌘Z", "⌘⇧Z", "⌘C",
+                                                 "⌘V",  "←",     "↓",     "↑", "→",  "↵"};
+
+} // namespace
+
+TEST(PointerGuideMode, namesTheVideoForTheInterfaceLanguage) {
+    using Languages = std::vector<std::string>;
+    const auto system = AppLanguage::system;
+    // zh_Hant_TW normalises to zh-hant-tw, which starts with "zh-"; case does not matter.
+    for (const Languages& preferred : {Languages{"fr-FR", "zh_Hant_TW"}, {"ZH"}})
+        EXPECT_EQ(videoResource(PointerGuideMode::trackpad, system, preferred),
+                  "Quillvane-Trackpad-zh-CN");
+    for (const Languages& preferred : {Languages{"de-DE"}, {}})
+        EXPECT_EQ(videoResource(PointerGuideMode::air, system, preferred), "Quillvane-AirMouse-en");
+    EXPECT_EQ(videoResource(PointerGuideMode::air, AppLanguage::simplifiedChinese, Languages{"en"}),
+              "Quillvane-AirMouse-zh-CN");
+}
+
+TEST(PointerGuideHistory, remembersEachModeInTheStore) {
+    MemoryKeyValueStore store;
+    PointerGuideHistory(store).markSeen(PointerGuideMode::air);
+    EXPECT_EQ(store.bools(), (std::map<std::string, bool>{{"pointerGuide.seen.air", true}}));
+    const PointerGuideHistory later(store);
+    EXPECT_TRUE(later.hasSeen(PointerGuideMode::air));
+    EXPECT_FALSE(later.hasSeen(PointerGuideMode::trackpad));
+}
+
+TEST(QuickInput, needsALabelAndATextTheComputerAccepts) {
+    // The limit counts UTF-16 code units: an emoji takes two, a Chinese character one. White
+    // space is still text to type.
+    const Uuid id = Uuid::fromRandomBytes({1});
+    for (const QuickInput& input :
+         {QuickInput{id, "签名", "此致"}, {id, "label", " "}, {id, "l", repeated("世", 4096)}})
+        EXPECT_TRUE(input.isValid()) << input.label;
+    for (const QuickInput& input : {QuickInput{id, "\n\t\u3000", "text"},
+                                    {id, "label", ""},
+                                    {id, "l", repeated("世", 4097)},
+                                    {id, "l", repeated("👋", 2048) + "a"},
+                                    {id, "l", "\xe4\xb8"}})
+        EXPECT_FALSE(input.isValid()) << input.label << ": " << input.text.substr(0, 9);
+}
+
+TEST(QuickInput, loadKeepsTheFirstValidEntryOfEachIdAndNothingOfBadText) {
+    const Uuid first = Uuid::fromRandomBytes({1});
+    const std::vector<QuickInput> stored = {
+        {first, "   ", "blank label, so it does not claim the id"},
+        {first, "地址", "北京市\n海淀区 \"q\" \\"},
+        {Uuid::fromRandomBytes({3}), "long", std::string(4097, 'a')},
+        {Uuid::fromRandomBytes({2}), "other", "b"},
+        {first, "again", "c"},
+    };
+    EXPECT_EQ(QuickInput::load(QuickInput::encode(stored)),
+              (std::vector<QuickInput>{stored[1], stored[3]}));
+
+    // Not a list, an entry that does not decode, or text after the list: nothing at all.
+    const std::string good = QuickInput::encode({{Uuid::fromRandomBytes({1}), "A", "1"}});
+    EXPECT_EQ(QuickInput::load(good).size(), 1u);
+    for (const std::string& text :
+         {std::string(), std::string("null"), good.substr(1, good.size() - 2),
+          good.substr(0, good.size() - 1) + R"(,{"id":"x","label":"B","text":"2"}])", good + " []"})
+        EXPECT_TRUE(QuickInput::load(text).empty()) << text;
+}
+
+TEST(QuickKey, loadsThirteenKeysCarriesFourIntoTheMiddleRowAndOtherwiseFallsBack) {
+    const auto thirteen = lettered("ABCDEFGHIJKLM");
+    CountingIds ids;
+    EXPECT_EQ(QuickKey::load(QuickKey::encode(thirteen), std::ref(ids)), thirteen);
+
+    const auto four = lettered("ABCD");
+    const auto keys = QuickKey::load(QuickKey::encode(four), std::ref(ids));
+    EXPECT_EQ(labels(keys), (std::vector<std::string>{"esc", "tab ⇥", "⇧ tab", "⌫", "A", "B", "C",
+                                                      "D", "←", "↓", "↑", "→", "↵"}));
+    EXPECT_EQ(std::vector(keys.begin() + 4, keys.begin() + 8), four);
+
+    // Any other count, and text that does not decode, give the defaults.
+    const std::vector<std::string> texts = {
+        QuickKey::encode(lettered("ABCDEFGHIJKL")),
+        "",
+        R"([{"id":"00000000-0000-0000-0000-000000000001","label":"A","code":1}])",
+        R"([{"id":"00000000-0000-0000-0000-000000000001","label":"A","code":65536,"flags":0}])",
+        QuickKey::encode(lettered("ABCD")) + "x",
+    };
+    for (const auto& text : texts) {
+        CountingIds freshIds;
+        EXPECT_EQ(labels(QuickKey::load(text, std::ref(freshIds))), kDefaultLabels) << text;
+        EXPECT_EQ(freshIds.next, 13) << "every default key gets a fresh id";
+    }
+}
