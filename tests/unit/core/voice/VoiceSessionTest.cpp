@@ -98,7 +98,7 @@ TEST(VoiceSession, completesOnTheLastPlayedPacketAndExpiresFiveSecondsAfterActiv
     EXPECT_FALSE(session.expired(23.0));
     EXPECT_TRUE(session.expired(23.001));
     // Completion notices may come out of order; the last outstanding one completes.
-    EXPECT_FALSE(session.played(other, 1));
+    EXPECT_FALSE(session.played(other, 0));
     EXPECT_FALSE(session.played(utterance, 1));
     EXPECT_TRUE(session.played(utterance, 0));
     EXPECT_FALSE(session.played(utterance, 0));
