@@ -3,11 +3,11 @@
 // Every decoded message must survive its own encoding unchanged.
 
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <span>
 #include <vector>
 
+#include "FuzzInput.h"
 #include "protocol/FrameCodec.h"
 #include "protocol/FrameDecoder.h"
 #include "protocol/PadError.h"
@@ -15,11 +15,6 @@
 using namespace quillvane;
 
 namespace {
-
-void require(bool condition) {
-    if (!condition)
-        std::abort();
-}
 
 // The messages of the stream, or nothing when decoding fails. With a seed, the stream goes in
 // chunks of 1 to 97 bytes drawn from it; without, in one piece.
@@ -35,7 +30,7 @@ std::optional<std::vector<WireMessage>> decode(std::span<const std::uint8_t> str
                 length = std::min<std::size_t>(1 + (*seed >> 16) % 97, length);
             }
             auto more = decoder.append(stream.subspan(offset, length));
-            require(decoder.pendingSize() <= FrameDecoder::maximumPending);
+            check(decoder.pendingSize() <= FrameDecoder::maximumPending);
             messages.insert(messages.end(), more.begin(), more.end());
         }
     } catch (const std::runtime_error&) {
@@ -52,15 +47,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // The first two bytes seed the chunk sizes; the rest is the stream.
     const std::span<const std::uint8_t> stream(data + 2, size - 2);
     const auto whole = decode(stream, std::nullopt);
-    require(whole == decode(stream, std::uint32_t{data[0]} << 8 | data[1]));
+    check(whole == decode(stream, std::uint32_t{data[0]} << 8 | data[1]));
     for (const WireMessage& message : whole.value_or(std::vector<WireMessage>{})) {
         try {
             FrameDecoder decoder;
             const auto again = decoder.append(FrameCodec::encode(message));
-            require(again.size() == 1 && again[0] == message);
+            check(again.size() == 1 && again[0] == message);
         } catch (const PadError& error) {
             // Re-encoding may only grow the text past the limit through escaping.
-            require(error.message() == "消息过大");
+            check(error.message() == "消息过大");
         }
     }
     return 0;

@@ -8,17 +8,14 @@
 #include <string>
 #include <string_view>
 
+#include "FuzzInput.h"
 #include "pairing/PairingHistory.h"
 #include "protocol/PadError.h"
 
 namespace {
 
+using quillvane::check;
 using quillvane::PairingHistory;
-
-void check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
 
 void checkInvariants(const PairingHistory::DecodedHistory& decoded) {
     const PairingHistory& history = decoded.history;

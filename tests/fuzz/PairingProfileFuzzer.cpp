@@ -9,21 +9,18 @@
 #include <string_view>
 #include <variant>
 
+#include "FuzzInput.h"
 #include "pairing/PairingProfile.h"
 #include "protocol/PadError.h"
 #include "protocol/Unicode.h"
 
 namespace {
 
+using quillvane::check;
 using quillvane::PairingProfile;
 using Parsed = std::variant<PairingProfile, std::string>;
 
 const std::string kNotALink = "请扫描或粘贴 Quillvane Mac 端配对码";
-
-void check(bool condition) {
-    if (!condition)
-        __builtin_trap();
-}
 
 // The profile, or the text of the refusal.
 Parsed parse(std::string_view text) {

@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "FuzzInput.h"
 #include "pointer/DisplayRect.h"
 #include "pointer/PointerPath.h"
 #include "pointer/PointerPosition.h"
@@ -18,27 +19,8 @@ using namespace quillvane;
 
 namespace {
 
-// Reads the input front to back; an exhausted input reads as zeros.
-struct FuzzInput {
-    const std::uint8_t* data;
-    std::size_t size;
-    std::size_t offset = 0;
-
-    bool empty() const { return offset >= size; }
-    std::uint8_t byte() { return empty() ? 0 : data[offset++]; }
-    std::int16_t int16() { return static_cast<std::int16_t>(byte() | byte() << 8); }
-    std::uint16_t uint16() { return static_cast<std::uint16_t>(byte() | byte() << 8); }
-    double raw() {
-        std::uint64_t bits = 0;
-        for (int i = 0; i < 8; ++i)
-            bits |= std::uint64_t{byte()} << (8 * i);
-        return std::bit_cast<double>(bits);
-    }
-};
-
-void check(bool condition) {
-    if (!condition)
-        __builtin_trap();
+std::int16_t int16(FuzzInput& in) {
+    return static_cast<std::int16_t>(in.number(2, true));
 }
 
 bool same(TrackpadVector a, TrackpadVector b) {
@@ -52,18 +34,18 @@ std::vector<DisplayRect> layout(FuzzInput& in) {
     std::vector<DisplayRect> screens(1 + in.byte() % 4);
     for (auto& r : screens) {
         const double first = &r == &screens.front() ? 1 : 0;
-        r.x = in.int16();
-        r.y = in.int16();
+        r.x = int16(in);
+        r.y = int16(in);
         const std::uint8_t fraction = in.byte();
-        r.width = in.uint16() % 5000 + (fraction & 0x0F) / 16.0 + first;
-        r.height = in.uint16() % 5000 + (fraction >> 4) / 16.0 + first;
+        r.width = in.number(2, true) % 5000 + (fraction & 0x0F) / 16.0 + first;
+        r.height = in.number(2, true) % 5000 + (fraction >> 4) / 16.0 + first;
     }
     return screens;
 }
 
 // Mostly sixteenths of a point; the extremes stand for the largest jumps.
 double delta(FuzzInput& in) {
-    const std::int16_t v = in.int16();
+    const std::int16_t v = int16(in);
     return v == INT16_MAX ? 2000 : v == INT16_MIN ? -2000 : v / 16.0;
 }
 
@@ -87,17 +69,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FuzzInput in{data, size};
     const std::vector<DisplayRect> screens = layout(in);
     PointerPosition position;
-    TrackpadVector observed{in.int16() * 1.0, in.int16() * 1.0};
+    TrackpadVector observed{int16(in) * 1.0, int16(in) * 1.0};
     double time = 100;
 
     while (!in.empty()) {
         const std::uint8_t op = in.byte();
         switch (op % 8) {
         case 0: // the user moves the real mouse
-            observed = {in.int16() / 4.0, in.int16() / 4.0};
+            observed = {int16(in) / 4.0, int16(in) / 4.0};
             break;
         case 1: // a report that is anything at all
-            observed = {in.raw(), in.raw()};
+            observed = {std::bit_cast<double>(in.number(8, true)), std::bit_cast<double>(in.number(8, true))};
             break;
         case 2: // the system catches up with a posted position, rounded
             if (!position.trail().empty()) {
@@ -109,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             time += in.byte() / 100.0;
             break;
         case 4: // clocks that jump back or are not numbers
-            time = (op & 0x80) ? in.raw() : time - in.byte() / 100.0;
+            time = (op & 0x80) ? std::bit_cast<double>(in.number(8, true)) : time - in.byte() / 100.0;
             break;
         case 5:
             position.reset();

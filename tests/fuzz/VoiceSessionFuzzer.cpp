@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "FuzzInput.h"
 #include "protocol/PadError.h"
 #include "voice/VoiceReceiveFailure.h"
 #include "voice/VoiceSession.h"
@@ -18,32 +19,6 @@
 using namespace quillvane;
 
 namespace {
-
-#define REQUIRE(condition)                                                                         \
-    do {                                                                                           \
-        if (!(condition))                                                                          \
-            __builtin_trap();                                                                      \
-    } while (0)
-
-// Reads the input front to back; an exhausted input reads as zeros.
-struct Reader {
-    const std::uint8_t* data;
-    std::size_t size;
-    std::size_t offset = 0;
-
-    bool empty() const { return offset >= size; }
-    std::uint8_t byte() { return empty() ? 0 : data[offset++]; }
-    std::uint16_t u16() {
-        const std::uint8_t high = byte();
-        return static_cast<std::uint16_t>(high << 8 | byte());
-    }
-    std::int64_t i64() {
-        std::uint64_t value = 0;
-        for (int i = 0; i < 8; ++i)
-            value = value << 8 | byte();
-        return static_cast<std::int64_t>(value);
-    }
-};
 
 const Uuid ids[2] = {Uuid::fromRandomBytes({1}), Uuid::fromRandomBytes({2})};
 
@@ -79,11 +54,11 @@ struct Harness {
         try {
             session.begin(id, now);
         } catch (const PadError&) {
-            REQUIRE(before.id().has_value() && session == before);
+            check(before.id().has_value() && session == before);
             return;
         }
-        REQUIRE(!before.id() && session.id() == id && !session.isEnding());
-        REQUIRE(session.nextSequence() == 0 && session.pending().empty() &&
+        check(!before.id() && session.id() == id && !session.isEnding());
+        check(session.nextSequence() == 0 && session.pending().empty() &&
                 session.lastActivity() == now);
     }
 
@@ -93,14 +68,14 @@ struct Harness {
         try {
             session.receive(id, sequence, samples, now);
         } catch (const VoiceReceiveFailure& failure) {
-            REQUIRE(predicted && failure.detail() == *predicted && session == before);
+            check(predicted && failure.detail() == *predicted && session == before);
             return;
         }
-        REQUIRE(!predicted);
-        REQUIRE(session.nextSequence() == sequence + 1 && session.lastActivity() == now);
-        REQUIRE(session.pending().size() == before.pending().size() + 1);
-        REQUIRE(session.pending().at(sequence) == samples);
-        REQUIRE(session.pendingSamples() == before.pendingSamples() + samples);
+        check(!predicted);
+        check(session.nextSequence() == sequence + 1 && session.lastActivity() == now);
+        check(session.pending().size() == before.pending().size() + 1);
+        check(session.pending().at(sequence) == samples);
+        check(session.pendingSamples() == before.pendingSamples() + samples);
         scheduled.emplace_back(id, sequence);
     }
 
@@ -112,11 +87,11 @@ struct Harness {
         try {
             complete = session.end(id, lastSequence, now);
         } catch (const PadError&) {
-            REQUIRE(!admissible && session == before);
+            check(!admissible && session == before);
             return;
         }
-        REQUIRE(admissible && complete == before.pending().empty());
-        REQUIRE(session.isEnding() && session.endingAt() == now);
+        check(admissible && complete == before.pending().empty());
+        check(session.isEnding() && session.endingAt() == now);
     }
 
     void played(const Uuid& id, std::int64_t sequence) {
@@ -124,14 +99,14 @@ struct Harness {
         const bool known = before.id() == id && before.pending().contains(sequence);
         const bool last = session.played(id, sequence);
         if (!known) {
-            REQUIRE(!last && session == before);
+            check(!last && session == before);
             return;
         }
-        REQUIRE(last == (before.isEnding() && before.pending().size() == 1));
-        REQUIRE(!session.pending().contains(sequence));
-        REQUIRE(session.pendingSamples() ==
+        check(last == (before.isEnding() && before.pending().size() == 1));
+        check(!session.pending().contains(sequence));
+        check(session.pendingSamples() ==
                 before.pendingSamples() - before.pending().at(sequence));
-        REQUIRE(session.playedSequence() == std::max(before.playedSequence(), sequence));
+        check(session.playedSequence() == std::max(before.playedSequence(), sequence));
         // Completion is reported once; the host then returns the session to idle.
         if (last)
             session.cancel(std::nullopt);
@@ -142,28 +117,28 @@ struct Harness {
             withReason ? std::optional<std::string>("音频超时，已释放语音快捷键") : std::nullopt;
         const std::optional<Uuid> id = session.id();
         const auto message = session.cancel(reason);
-        REQUIRE(session == VoiceSession());
+        check(session == VoiceSession());
         // A failure naming the utterance, with the reason and nothing else, only when both exist.
         WireMessage failure(WireMessage::Kind::failure);
         failure.session = id;
         failure.text = reason;
-        REQUIRE(message == (id && reason ? std::optional(failure) : std::nullopt));
+        check(message == (id && reason ? std::optional(failure) : std::nullopt));
     }
 
     void checkInvariants() const {
         std::int64_t sum = 0;
         for (const auto& [sequence, samples] : session.pending()) {
-            REQUIRE(sequence >= 0 && sequence < session.nextSequence());
-            REQUIRE(samples >= 1 && samples <= VoiceSession::maximumPacketSamples);
+            check(sequence >= 0 && sequence < session.nextSequence());
+            check(samples >= 1 && samples <= VoiceSession::maximumPacketSamples);
             sum += samples;
         }
-        REQUIRE(session.pendingSamples() == sum && sum <= VoiceSession::maximumPendingSamples);
-        REQUIRE(session.playedSequence() < session.nextSequence());
-        REQUIRE(session.endingAt().has_value() == session.isEnding());
-        REQUIRE(session.id() || session == VoiceSession());
+        check(session.pendingSamples() == sum && sum <= VoiceSession::maximumPendingSamples);
+        check(session.playedSequence() < session.nextSequence());
+        check(session.endingAt().has_value() == session.isEnding());
+        check(session.id() || session == VoiceSession());
 
         const double reference = session.endingAt().value_or(session.lastActivity());
-        REQUIRE(session.expired(now) ==
+        check(session.expired(now) ==
                 (session.id() && now - reference > VoiceSession::staleAfter));
     }
 };
@@ -171,7 +146,7 @@ struct Harness {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    Reader in{data, size};
+    FuzzInput in{data, size};
     Harness h;
     while (!in.empty()) {
         const std::uint8_t op = in.byte();
@@ -183,12 +158,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 1: {
             // Plausible audio: the expected number or close to it, sizes around the valid range.
             const std::int64_t sequence = nearby(h.session.nextSequence(), in.byte());
-            h.receive(current, sequence, std::int64_t{in.u16() % 4810} - 5);
+            h.receive(current, sequence, static_cast<std::int64_t>(in.number(2) % 4810) - 5);
             break;
         }
         case 2: {
-            const std::int64_t sequence = in.i64();
-            h.receive(current, sequence, in.i64());
+            const std::int64_t sequence = static_cast<std::int64_t>(in.number(8));
+            h.receive(current, sequence, static_cast<std::int64_t>(in.number(8)));
             break;
         }
         case 3:
@@ -210,7 +185,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             h.played(ids[in.byte() & 1], std::int64_t{in.byte()} - 16);
             break;
         case 7:
-            h.now += in.u16() / 1000.0;
+            h.now += in.number(2) / 1000.0;
             break;
         case 8:
             h.now += VoiceSession::staleAfter;

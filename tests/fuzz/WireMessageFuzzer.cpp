@@ -3,11 +3,11 @@
 // encoding must decode to an equal message: what the host reads it can always write back.
 
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
 #include <simdjson.h>
 
+#include "FuzzInput.h"
 #include "protocol/PadError.h"
 #include "protocol/WireMessage.h"
 
@@ -25,16 +25,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // The validator refuses integers beyond 64 bits (as a number error), which JSON allows (an
     // unknown key may hold one); anything else it refuses is not JSON and must not be accepted.
     const auto error = validator.parse(simdjson::padded_string(text)).error();
-    if (error && error != simdjson::NUMBER_ERROR)
-        std::abort();
+    check(!error || error == simdjson::NUMBER_ERROR);
 
     std::string json;
     try {
         json = message.toJson();
     } catch (const JsonError&) {
-        std::abort(); // decoded values are finite and valid UTF-8, so they always encode
+        check(false); // decoded values are finite and valid UTF-8, so they always encode
     }
-    if (WireMessage::fromJson(json) != message)
-        std::abort();
+    check(WireMessage::fromJson(json) == message);
     return 0;
 }
