@@ -176,7 +176,7 @@ TEST(PairingHistoryStored, refusesBrokenRecordsWhole) {
     EXPECT_THROW(PairingHistory::decodeStored(R"({"version":"1","profiles":[]})"), JsonError);
 }
 
-TEST(ConnectionResume, resumesOnceUnlessCancelled) {
+TEST(Presence, resumesOnceUnlessCancelledAndShowsOnlyTheCurrentPassAndTheConnectedMac) {
     ConnectionResume resume;
     resume.suspend(true);
     resume.suspend(false);
@@ -185,9 +185,7 @@ TEST(ConnectionResume, resumesOnceUnlessCancelled) {
     resume.suspend(true);
     resume.cancel();
     EXPECT_FALSE(resume.takeResume());
-}
 
-TEST(HostPresence, showsOnlyTheCurrentPassAndTheConnectedMac) {
     const Uuid kFirstPass = Uuid::fromRandomBytes({1}), kSecondPass = Uuid::fromRandomBytes({2});
     HostPresence presence;
     presence.begin(kFirstPass);
