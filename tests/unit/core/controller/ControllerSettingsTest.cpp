@@ -5,17 +5,11 @@
 #include "controller/QuickInput.h"
 #include "controller/QuickKey.h"
 #include "fakes/MemoryKeyValueStore.h"
+#include "unit/core/CoreTestSupport.h"
 
 using namespace quillvane;
 
 namespace {
-
-std::string repeated(std::string_view piece, std::size_t count) {
-    std::string out;
-    for (std::size_t i = 0; i < count; ++i)
-        out.append(piece);
-    return out;
-}
 
 // Hands out ids 1, 2, 3, … so tests can tell fresh ids from stored ones.
 struct CountingIds {
@@ -69,12 +63,12 @@ TEST(QuickInput, needsALabelAndATextTheComputerAccepts) {
     // space is still text to type.
     const Uuid id = Uuid::fromRandomBytes({1});
     for (const QuickInput& input :
-         {QuickInput{id, "签名", "此致"}, {id, "label", " "}, {id, "l", repeated("世", 4096)}})
+         {QuickInput{id, "签名", "此致"}, {id, "label", " "}, {id, "l", repeat("世", 4096)}})
         EXPECT_TRUE(input.isValid()) << input.label;
     for (const QuickInput& input : {QuickInput{id, "\n\t\u3000", "text"},
                                     {id, "label", ""},
-                                    {id, "l", repeated("世", 4097)},
-                                    {id, "l", repeated("👋", 2048) + "a"},
+                                    {id, "l", repeat("世", 4097)},
+                                    {id, "l", repeat("👋", 2048) + "a"},
                                     {id, "l", "\xe4\xb8"}})
         EXPECT_FALSE(input.isValid()) << input.label << ": " << input.text.substr(0, 9);
 }

@@ -9,7 +9,7 @@
 #include "pointer/TrackpadMoveBatch.h"
 #include "pointer/TrackpadPointer.h"
 #include "pointer/TrackpadScrollOutput.h"
-#include "unit/core/PadErrorOf.h"
+#include "unit/core/CoreTestSupport.h"
 
 using namespace quillvane;
 using Phase = TrackpadScrollPhase;

@@ -10,7 +10,7 @@
 #include "protocol/PadError.h"
 #include "protocol/Unicode.h"
 #include "protocol/WireMessage.h"
-#include "unit/core/PadErrorOf.h"
+#include "unit/core/CoreTestSupport.h"
 
 using namespace quillvane;
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "unit/core/PadErrorOf.h"
+#include "unit/core/CoreTestSupport.h"
 #include "voice/OutgoingVoice.h"
 #include "voice/VoiceReceiveFailure.h"
 #include "voice/VoiceSession.h"

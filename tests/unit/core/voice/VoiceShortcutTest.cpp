@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "unit/core/PadErrorOf.h"
+#include "unit/core/CoreTestSupport.h"
 #include "voice/ShortcutModifier.h"
 #include "voice/VoiceShortcut.h"
 #include "voice/VoiceShortcutMode.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "protocol/PadError.h"
 
@@ -15,6 +16,14 @@ template <class Run> std::string padErrorOf(Run&& run) {
         return error.message();
     }
     return "<no error>";
+}
+
+// `unit` written `count` times.
+inline std::string repeat(std::string_view unit, std::size_t count) {
+    std::string out;
+    for (std::size_t i = 0; i < count; ++i)
+        out.append(unit);
+    return out;
 }
 
 } // namespace quillvane
