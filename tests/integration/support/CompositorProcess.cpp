@@ -2,9 +2,12 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <cstdint>
 #include <filesystem>
+#include <string_view>
 
 #include <unistd.h>
+#include <wayland-client.h>
 
 #include <QProcessEnvironment>
 
@@ -32,10 +35,38 @@ CompositorProcess::~CompositorProcess() {
     stop();
 }
 
+namespace {
+
+// Whether a client sees the compositor's output among its globals. Some compositors (KWin) open
+// their socket well before their workspace is up; a window mapped before that never gets the
+// keyboard.
+bool offersAnOutput(const std::string& socketPath) {
+    wl_display* display = wl_display_connect(socketPath.c_str());
+    if (!display)
+        return false;
+    bool output = false;
+    static const wl_registry_listener listener = {
+        [](void* data, wl_registry*, std::uint32_t, const char* interface, std::uint32_t) {
+            if (std::string_view(interface) == "wl_output")
+                *static_cast<bool*>(data) = true;
+        },
+        [](void*, wl_registry*, std::uint32_t) {},
+    };
+    wl_registry* registry = wl_display_get_registry(display);
+    wl_registry_add_listener(registry, &listener, &output);
+    wl_display_roundtrip(display);
+    wl_registry_destroy(registry);
+    wl_display_disconnect(display);
+    return output;
+}
+
+} // namespace
+
 bool CompositorProcess::waitUntilReady(int timeoutMs) {
     return waitUntil([&] {
-        return std::filesystem::exists(m_socketPath) || m_process->state() == QProcess::NotRunning;
-    }, timeoutMs) && std::filesystem::exists(m_socketPath);
+        return (std::filesystem::exists(m_socketPath) && offersAnOutput(m_socketPath)) ||
+               m_process->state() == QProcess::NotRunning;
+    }, timeoutMs) && m_process->state() != QProcess::NotRunning;
 }
 
 std::string CompositorProcess::output() {

@@ -10,14 +10,14 @@ namespace quillvane::testing_support {
 
 // A headless compositor for one test, started with its starter in scripts/test-env.d (which runs it
 // in the foreground) in a process group of its own, so that stopping it stops everything the
-// starter began. Ready once its Wayland socket accepts clients.
+// starter began. Ready once a client sees its output.
 class CompositorProcess {
 public:
     CompositorProcess(const std::string& starter, const std::string& socket,
                       const std::map<std::string, std::string>& environment = {});
     ~CompositorProcess();
 
-    // Whether the socket appeared in time; the compositor's output otherwise.
+    // Whether it became ready in time.
     bool waitUntilReady(int timeoutMs = 30000);
     std::string output();
     void stop();
