@@ -79,7 +79,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             observed = {int16(in) / 4.0, int16(in) / 4.0};
             break;
         case 1: // a report that is anything at all
-            observed = {std::bit_cast<double>(in.number(8, true)), std::bit_cast<double>(in.number(8, true))};
+            observed = {std::bit_cast<double>(in.number(8, true)),
+                        std::bit_cast<double>(in.number(8, true))};
             break;
         case 2: // the system catches up with a posted position, rounded
             if (!position.trail().empty()) {
@@ -91,7 +92,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             time += in.byte() / 100.0;
             break;
         case 4: // clocks that jump back or are not numbers
-            time = (op & 0x80) ? std::bit_cast<double>(in.number(8, true)) : time - in.byte() / 100.0;
+            time =
+                (op & 0x80) ? std::bit_cast<double>(in.number(8, true)) : time - in.byte() / 100.0;
             break;
         case 5:
             position.reset();

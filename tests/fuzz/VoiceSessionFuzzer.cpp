@@ -59,7 +59,7 @@ struct Harness {
         }
         check(!before.id() && session.id() == id && !session.isEnding());
         check(session.nextSequence() == 0 && session.pending().empty() &&
-                session.lastActivity() == now);
+              session.lastActivity() == now);
     }
 
     void receive(const Uuid& id, std::int64_t sequence, std::int64_t samples) {
@@ -104,8 +104,7 @@ struct Harness {
         }
         check(last == (before.isEnding() && before.pending().size() == 1));
         check(!session.pending().contains(sequence));
-        check(session.pendingSamples() ==
-                before.pendingSamples() - before.pending().at(sequence));
+        check(session.pendingSamples() == before.pendingSamples() - before.pending().at(sequence));
         check(session.playedSequence() == std::max(before.playedSequence(), sequence));
         // Completion is reported once; the host then returns the session to idle.
         if (last)
@@ -138,8 +137,7 @@ struct Harness {
         check(session.id() || session == VoiceSession());
 
         const double reference = session.endingAt().value_or(session.lastActivity());
-        check(session.expired(now) ==
-                (session.id() && now - reference > VoiceSession::staleAfter));
+        check(session.expired(now) == (session.id() && now - reference > VoiceSession::staleAfter));
     }
 };
 

@@ -142,8 +142,7 @@ TEST_F(X11BackendTest, withoutAServerItSaysWhatIsMissing) {
     EXPECT_FALSE(unset->canPost());
     EXPECT_NE(unset->unavailableReason().find("未设置 DISPLAY"), std::string::npos);
     EXPECT_FALSE(absent->canPost());
-    EXPECT_NE(absent->unavailableReason().find("（:4242）"),
-              std::string::npos);
+    EXPECT_NE(absent->unavailableReason().find("（:4242）"), std::string::npos);
     EXPECT_TRUE(absent->displays().empty());
     EXPECT_FALSE(absent->pointerLocation());
 }

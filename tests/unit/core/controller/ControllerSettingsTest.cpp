@@ -43,8 +43,9 @@ const std::vector<std::string> kDefaultLabels = {"esc", "tab ⇥", "⇧ tab", "�
 
 TEST(PointerGuide, namesTheVideoForTheResolvedLanguageAndRemembersEachModeSeen) {
     // The language is resolved as everywhere else; the choice of name is this code's own.
-    EXPECT_EQ(videoResource(PointerGuideMode::trackpad, AppLanguage::system, {"fr-FR", "zh_Hant_TW"}),
-              "Quillvane-Trackpad-zh-CN");
+    EXPECT_EQ(
+        videoResource(PointerGuideMode::trackpad, AppLanguage::system, {"fr-FR", "zh_Hant_TW"}),
+        "Quillvane-Trackpad-zh-CN");
     EXPECT_EQ(videoResource(PointerGuideMode::air, AppLanguage::system, {"de-DE"}),
               "Quillvane-AirMouse-en");
     EXPECT_EQ(videoResource(PointerGuideMode::air, AppLanguage::simplifiedChinese, {"en"}),

@@ -28,8 +28,6 @@ PairingProfile profile(const Uuid& id, std::string name, std::string_view secret
     return PairingProfile{id, std::move(name), std::string(secret)};
 }
 
-
-
 constexpr const char* kNotALink = "请扫描或粘贴 Quillvane Mac 端配对码";
 constexpr const char* kIncomplete = "配对码不完整";
 constexpr const char* kInvalidKey = "配对密钥无效";

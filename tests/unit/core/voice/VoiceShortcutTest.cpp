@@ -20,12 +20,12 @@ constexpr std::uint64_t control = 0x40000, option = 0x80000, command = 0x100000;
 TEST(VoiceShortcut, pressesModifiersInOrderReleasesInReverseAndRefusesInvalidShortcuts) {
     constexpr auto flags = Kind::flagsChanged;
     // All five, each adding its own flag and side bit; release clears them in reverse.
-    EXPECT_EQ(VoiceShortcut::events(-1, shortcutModifierMask, true),
-              (Events{{59, flags, 0x40001}, {58, flags, 0xC0021}, {56, flags, 0xE0023},
-                      {55, flags, 0x1E002B}, {63, flags, 0x9E002B}}));
-    EXPECT_EQ(VoiceShortcut::events(-1, shortcutModifierMask, false),
-              (Events{{63, flags, 0x1E002B}, {55, flags, 0xE0023}, {56, flags, 0xC0021},
-                      {58, flags, 0x40001}, {59, flags, 0}}));
+    const Events press{{59, flags, 0x40001}, {58, flags, 0xC0021}, {56, flags, 0xE0023},
+                       {55, flags, 0x1E002B}, {63, flags, 0x9E002B}};
+    const Events release{{63, flags, 0x1E002B}, {55, flags, 0xE0023}, {56, flags, 0xC0021},
+                         {58, flags, 0x40001}, {59, flags, 0}};
+    EXPECT_EQ(VoiceShortcut::events(-1, shortcutModifierMask, true), press);
+    EXPECT_EQ(VoiceShortcut::events(-1, shortcutModifierMask, false), release);
     // The key goes last and comes up first. Bits other than the five modifier flags (here caps
     // lock and a device bit) are ignored.
     EXPECT_EQ(VoiceShortcut::events(49, option | 0x10000 | 0x40, true),
