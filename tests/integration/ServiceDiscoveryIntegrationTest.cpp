@@ -44,9 +44,10 @@ std::optional<BrowsedService> waitForBrowsed(const QString& name, bool present =
             found.reset();
             for (const QString& line : result.output.split(QLatin1Char('\n'))) {
                 const QStringList fields = line.split(QLatin1Char(';'));
-                // The IPv6 resolution of the same service may come last; the address checked is IPv4.
-                if (fields.size() >= 10 && fields[0] == QLatin1String("=") &&
-                    fields[2] == QLatin1String("IPv4") && fields[3] == name)
+                // Each resolution may carry either address of the host, in any order; the address
+                // checked is the IPv4 one.
+                if (fields.size() >= 10 && fields[0] == QLatin1String("=") && fields[3] == name &&
+                    !fields[7].contains(QLatin1Char(':')))
                     found = BrowsedService{name, fields[7], fields[8].toInt(),
                                            fields.mid(9).join(QLatin1Char(';'))};
             }
