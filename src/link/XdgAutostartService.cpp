@@ -15,7 +15,7 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcLoginItem, "app.quillvane.LoginItem")
 
-// Characters that make an Exec argument need quotes (desktop entry specification, "The Exec key").
+// Characters that make an Exec argument need quotes (freedesktop.org desktop entries, "The Exec key").
 const QString kReserved = QStringLiteral(" \t\n\"'\\><~|&;$*?#()`");
 
 // Whether an entry's [Desktop Entry] group switches it off.
