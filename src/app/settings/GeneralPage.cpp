@@ -2,7 +2,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QCoreApplication>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -63,10 +62,7 @@ void GeneralPage::retranslate() {
     setControlText(m_startAtLogin, tr("开机自动启动"));
     m_aboutCard->setTitle(tr("关于"));
     m_note->setText(tr("关闭设置窗口后，Quillvane 会继续在菜单栏运行。"));
-    QString version = QCoreApplication::applicationVersion();
-    if (version.isEmpty())
-        version = QStringLiteral("0.1.0");
-    m_version->setText(tr("版本 %@").replace(QStringLiteral("%@"), version));
+    m_version->setText(tr("版本 %@").replace(QStringLiteral("%@"), QStringLiteral(QUILLVANE_VERSION)));
     updateLanguage();
     updateLoginItem();
 }
