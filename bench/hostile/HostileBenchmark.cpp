@@ -27,8 +27,9 @@
 #include "PhoneLoad.h"
 #include "SquattedBinds.h"
 #include "TimestampInput.h"
+#include "fakes/FixedMicrophone.h"
+#include "fakes/RecordingAudio.h"
 #include "keychain/KeychainStore.h"
-#include "platform/recording/RecordingAudio.h"
 #include "protocol/PadError.h"
 
 using namespace quillvane;

@@ -31,11 +31,11 @@
 #include "LatencySummary.h"
 #include "Random.h"
 #include "Uptime.h"
+#include "fakes/RecordingInput.h"
 #include "keychain/KeychainStore.h"
 #include "platform/pulse/AudioOutput.h"
 #include "platform/pulse/PulseServer.h"
 #include "platform/pulse/VirtualMicrophone.h"
-#include "platform/recording/RecordingInput.h"
 
 using namespace quillvane;
 using namespace quillvane::bench;

@@ -13,9 +13,10 @@
 #include "ControllerChannel.h"
 #include "HostModel.h"
 #include "Uptime.h"
+#include "fakes/FixedMicrophone.h"
+#include "fakes/RecordingAudio.h"
+#include "fakes/RecordingInput.h"
 #include "keychain/KeychainStore.h"
-#include "platform/recording/RecordingAudio.h"
-#include "platform/recording/RecordingInput.h"
 
 namespace quillvane::test {
 

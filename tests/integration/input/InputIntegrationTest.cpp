@@ -18,8 +18,9 @@
 #include "InputController.h"
 #include "Random.h"
 #include "Uptime.h"
+#include "fakes/FixedMicrophone.h"
+#include "fakes/RecordingAudio.h"
 #include "keychain/KeychainStore.h"
-#include "platform/recording/RecordingAudio.h"
 #include "platform/x11/X11Backend.h"
 #include "protocol/Unicode.h"
 

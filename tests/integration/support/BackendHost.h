@@ -12,8 +12,9 @@
 
 #include "HostModel.h"
 #include "InputController.h"
+#include "fakes/FixedMicrophone.h"
+#include "fakes/RecordingAudio.h"
 #include "keychain/KeychainStore.h"
-#include "platform/recording/RecordingAudio.h"
 
 namespace quillvane::testing_support {
 

@@ -9,8 +9,8 @@
 namespace quillvane {
 
 // An audio output that plays nothing but keeps real time: each packet is reported played when
-// its duration has elapsed after the previous one, as a device would. Stands in where no sound
-// server backend exists yet and lets tests follow an utterance to its end.
+// its duration has elapsed after the previous one, as a device would. Lets tests and benchmarks
+// follow an utterance to its end without a sound server.
 class RecordingAudio final : public QObject, public AudioSink {
     Q_OBJECT
 public:
@@ -34,21 +34,6 @@ private:
     std::int64_t m_queued = 0;
     double m_busyUntil = 0; // monotonic seconds at which the last queued packet ends
     std::uint64_t m_generation = 0;
-};
-
-// A virtual microphone whose state is set from outside.
-class FixedMicrophone final : public MicrophoneInspector {
-public:
-    explicit FixedMicrophone(MicrophoneState state) : m_state(std::move(state)) {}
-    void setState(MicrophoneState state) { m_state = std::move(state); }
-    MicrophoneState inspect(const std::vector<OutputDevice>&) override { return m_state; }
-    void install(std::function<void(MicrophoneState)> done) override {
-        m_state = MicrophoneState{MicrophoneState::Kind::ready, {}};
-        done(m_state);
-    }
-
-private:
-    MicrophoneState m_state;
 };
 
 } // namespace quillvane

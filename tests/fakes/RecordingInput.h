@@ -9,8 +9,8 @@
 
 namespace quillvane {
 
-// Records every input call as one line of text and logs it, posting nothing. Stands in where no
-// input backend exists yet and lets tests see exactly what the session asked for.
+// Records every input call as one line of text and logs it, posting nothing: lets tests see
+// exactly what the session asked for.
 class RecordingInput final : public InputSink {
 public:
     bool permitted() const override { return m_permitted; }
