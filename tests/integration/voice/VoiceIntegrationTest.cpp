@@ -4,6 +4,7 @@
 // server takes the device away.
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QSettings>
@@ -59,10 +60,11 @@ Bytes bytesOf(const std::vector<float>& samples, std::size_t from, std::size_t c
     return bytes;
 }
 
+// Normalised correlation of reference[from, to) with the recording `lag` samples on.
 double correlation(const std::vector<float>& recording, const std::vector<float>& reference,
-                   std::ptrdiff_t lag) {
+                   std::ptrdiff_t lag, std::size_t from = 0, std::size_t to = SIZE_MAX) {
     double product = 0, energy = 0, referenceEnergy = 0;
-    for (std::size_t i = 0; i < reference.size(); ++i) {
+    for (std::size_t i = from; i < std::min(to, reference.size()); ++i) {
         const std::ptrdiff_t at = lag + static_cast<std::ptrdiff_t>(i);
         const double x = at >= 0 && at < std::ssize(recording) ? recording[at] : 0.0;
         product += x * reference[i];
@@ -72,21 +74,29 @@ double correlation(const std::vector<float>& recording, const std::vector<float>
     return energy > 0 ? product / std::sqrt(energy * referenceEnergy) : 0.0;
 }
 
-// The best normalised cross-correlation of the sweep within `recording`, over the lags that start
-// up to `spread` samples before the first sound heard. The servers resample 24 kHz to 48 kHz and
-// back, which may leave the recording half a sample off the original grid: the best whole lag is
-// refined in quarter samples.
-double bestCorrelation(const std::vector<float>& recording, std::size_t samples,
-                       std::ptrdiff_t first, std::ptrdiff_t spread) {
-    const std::vector<float> reference = chirp(samples);
+// The worst correlation of the sweep's tenths with the recording, where the whole sweep lines up
+// best within `spread` samples before the first sound heard: a lost start or end, or a gap, shows
+// in its tenth even where the whole still correlates well. The servers resample 24 kHz to 48 kHz
+// and back, which may leave the recording half a sample off the original grid: the best whole lag
+// is refined in quarter samples.
+double worstTenth(const std::vector<float>& recording, std::size_t samples, std::ptrdiff_t first,
+                  std::ptrdiff_t spread) {
+    std::vector<float> reference = chirp(samples);
     std::ptrdiff_t bestLag = first;
     double best = 0;
     for (std::ptrdiff_t lag = first - spread; lag <= first + 50; ++lag)
         if (const double c = correlation(recording, reference, lag); c > best)
             std::tie(best, bestLag) = std::pair(c, lag);
     for (const double delay : {-0.75, -0.5, -0.25, 0.25, 0.5, 0.75})
-        best = std::max(best, correlation(recording, chirp(samples, delay), bestLag));
-    return best;
+        if (auto shifted = chirp(samples, delay); correlation(recording, shifted, bestLag) > best) {
+            best = correlation(recording, shifted, bestLag);
+            reference = std::move(shifted);
+        }
+    double worst = 1;
+    for (std::size_t tenth = 0; tenth < 10; ++tenth)
+        worst = std::min(worst, correlation(recording, reference, bestLag, samples * tenth / 10,
+                                            samples * (tenth + 1) / 10));
+    return worst;
 }
 
 // One of the starters in scripts/test-env.d, on a folder of its own.
@@ -253,7 +263,6 @@ protected:
                            QStringLiteral("--format=float32le"), QStringLiteral("--rate=24000"),
                            QStringLiteral("--channels=1"), QStringLiteral("--raw")});
         ASSERT_TRUE(m_recorder->waitForStarted());
-        ASSERT_TRUE(waitUntil([&] { return !m_recorded.empty(); }, kGenerousMs)) << "parec records nothing";
     }
 
     void stopRecorder() {
@@ -366,7 +375,13 @@ TEST_P(Voice, installsOnACleanUserRepairsWhatIsWrongAndPlaysOnlyWholePackets) {
 
 TEST_P(Voice, speechReachesTheMicrophoneWhileTheShortcutIsHeld) {
     startHost();
+    // A recorder gets a steady stream while the phone is quiet, as from a real microphone.
     startRecorder();
+    QElapsedTimer quiet;
+    quiet.start();
+    waitUntil([] { return false; }, 1'500);
+    EXPECT_GE(m_recorded.size() * 1000 / kRate, quiet.elapsed() * 4 / 5)
+        << m_recorded.size() << " samples in " << quiet.elapsed() << " ms of quiet";
     const std::vector<float> speech = chirp(kRate * 6 / 5);
     const Uuid session = begin();
     std::int64_t sequence = 0;
@@ -389,7 +404,8 @@ TEST_P(Voice, speechReachesTheMicrophoneWhileTheShortcutIsHeld) {
     ASSERT_GE(m_firstSound, 0) << "the microphone heard nothing";
     EXPECT_TRUE(m_heldAtFirst) << "the shortcut was not held when the speech began";
     EXPECT_TRUE(m_heldAtLast) << "the shortcut was released before the speech ended";
-    EXPECT_GE(bestCorrelation(m_recorded, speech.size(), m_firstSound, kRate / 10), 0.95);
+    // The whole utterance, its first and last tenth included.
+    EXPECT_GE(worstTenth(m_recorded, speech.size(), m_firstSound, kRate / 10), 0.95);
 
     // The two levels: the end of the recording's sound, 0.2 s of it, the same height throughout.
     std::ptrdiff_t last = std::ssize(m_recorded) - 1;

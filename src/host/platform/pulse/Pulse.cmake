@@ -4,6 +4,7 @@ pkg_check_modules(QUILLVANE_PULSE REQUIRED IMPORTED_TARGET libpulse libpulse-mai
 target_sources(QuillvaneHost PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/AudioOutput.cpp
     ${CMAKE_CURRENT_LIST_DIR}/MicrophoneCommand.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/MicrophonePacer.cpp
     ${CMAKE_CURRENT_LIST_DIR}/PulseServer.cpp
     ${CMAKE_CURRENT_LIST_DIR}/VirtualMicrophone.cpp)
 target_link_libraries(QuillvaneHost PUBLIC PkgConfig::QUILLVANE_PULSE)

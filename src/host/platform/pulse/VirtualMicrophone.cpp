@@ -103,7 +103,7 @@ QByteArray expectedDefinition(bool pipewire) {
 } // namespace
 
 VirtualMicrophone::VirtualMicrophone(PulseServer& server, QString configHome, QObject* parent)
-    : QObject(parent), m_server(server), m_configHome(std::move(configHome)) {
+    : QObject(parent), m_server(server), m_configHome(std::move(configHome)), m_pacer(server) {
     connect(&m_server, &PulseServer::changed, this, &VirtualMicrophone::serverChanged);
 }
 
@@ -315,6 +315,7 @@ void VirtualMicrophone::repair(std::function<void()> done) {
 void VirtualMicrophone::serverChanged() {
     if (!m_keepLoaded)
         return;
+    m_pacer.update(m_server.snapshot());
     keepDefaultOutput();
     if (m_repairing || inspectDefinition(m_server.snapshot().pipewire).kind != MicrophoneState::Kind::ready)
         return;

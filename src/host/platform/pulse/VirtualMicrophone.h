@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "AudioSink.h"
+#include "MicrophonePacer.h"
 
 namespace quillvane {
 
@@ -27,6 +28,7 @@ struct PulseSnapshot;
 // unloads a module, it loads what is missing again. When the sink disappears, PipeWire's session
 // manager re-links the remap to the default sink's monitor, which would put the desktop's sound
 // on the microphone; such a remap is unloaded and replaced. Our sink never stays the default output.
+// While something records from the microphone, the running host also paces it (MicrophonePacer).
 class VirtualMicrophone final : public QObject, public MicrophoneInspector {
     Q_OBJECT
 public:
@@ -67,6 +69,7 @@ private:
     bool m_repairing = false;
     QElapsedTimer m_sinceRepair; // since the last repair made without being asked
     std::string m_previousDefault; // the default output before our sink took it
+    MicrophonePacer m_pacer;
 };
 
 } // namespace quillvane
