@@ -4,7 +4,11 @@
 <context>
     <name>HostText</name>
     <message>
-        <source>Mac 启动过慢，音频缓冲已满</source>
+        <source>电脑</source>
+        <translation>Computer</translation>
+    </message>
+    <message>
+        <source>电脑启动过慢，音频缓冲已满</source>
         <translation>The computer took too long to start; the audio buffer is full</translation>
     </message>
     <message>
@@ -16,15 +20,15 @@
         <translation>The voice settings on the computer changed; please start again</translation>
     </message>
     <message>
-        <source>Mac 音频播放已停止，请重新按住说话</source>
+        <source>电脑音频播放已停止，请重新按住说话</source>
         <translation>Audio playback on the computer stopped; press and hold to talk again</translation>
     </message>
     <message>
-        <source>Mac 音频播放积压超过两秒，请重试</source>
+        <source>电脑音频播放积压超过两秒，请重试</source>
         <translation>Audio playback on the computer fell more than two seconds behind; please try again</translation>
     </message>
     <message>
-        <source>Mac 音频输出未启动</source>
+        <source>电脑音频输出未启动</source>
         <translation>Audio output on the computer has not started</translation>
     </message>
     <message>
@@ -192,7 +196,7 @@
         <translation>Network sending fell behind; please reconnect</translation>
     </message>
     <message>
-        <source>虚拟音频输出设备已断开或切换，请检查 Mac 音频设置</source>
+        <source>虚拟音频输出设备已断开或切换，请检查电脑音频设置</source>
         <translation>The virtual audio output device was disconnected or changed; check the computer&apos;s sound settings</translation>
     </message>
     <message>
@@ -232,7 +236,7 @@
         <translation>Finish the voice message before installing the microphone</translation>
     </message>
     <message>
-        <source>请扫描或粘贴 Quillvane Mac 端配对码</source>
+        <source>请扫描或粘贴 Quillvane 电脑端配对码</source>
         <translation>Scan or paste the pairing code shown by Quillvane on the computer</translation>
     </message>
     <message>
@@ -312,7 +316,7 @@
         <translation>Audio output is unavailable</translation>
     </message>
     <message>
-        <source>驱动已安装，等待系统加载。请重启 Mac 后刷新。</source>
+        <source>驱动已安装，等待系统加载。请重启电脑后刷新。</source>
         <translation>The driver is installed and waiting for the system to load it. Restart the computer, then refresh.</translation>
     </message>
     <message>

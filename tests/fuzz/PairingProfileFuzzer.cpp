@@ -20,7 +20,7 @@ using quillvane::check;
 using quillvane::PairingProfile;
 using Parsed = std::variant<PairingProfile, std::string>;
 
-const std::string kNotALink = "请扫描或粘贴 Quillvane Mac 端配对码";
+const std::string kNotALink = "请扫描或粘贴 Quillvane 电脑端配对码";
 
 // The profile, or the text of the refusal.
 Parsed parse(std::string_view text) {

@@ -13,7 +13,7 @@ std::vector<WireMessage> OutgoingVoice::append(Bytes data) {
     if (!m_isReady) {
         const auto size = static_cast<std::int64_t>(data.size());
         if (m_pendingBytes + size > maximumPendingBytes)
-            throw PadError::invalid("Mac 启动过慢，音频缓冲已满");
+            throw PadError::invalid("电脑启动过慢，音频缓冲已满");
         m_pendingBytes += size;
         m_pending.push_back(std::move(data));
         return {};

@@ -23,7 +23,7 @@ public:
     explicit OutgoingVoice(const Uuid& id) : m_id(id) {}
 
     // Messages to send for this chunk (none while not ready, none after finish). Throws PadError:
-    // "无效音频分包" for an empty, misaligned or oversized chunk, "Mac 启动过慢，音频缓冲已满"
+    // "无效音频分包" for an empty, misaligned or oversized chunk, "电脑启动过慢，音频缓冲已满"
     // when the held-back audio would exceed two seconds.
     std::vector<WireMessage> append(Bytes data);
     // The host is listening: every held-back chunk in capture order, then voiceEnd if recording

@@ -15,7 +15,7 @@ const char* textOf(const VoiceReceiveFailure::Detail& detail) {
             },
             [](const VoiceReceiveFailure::InvalidSamples&) { return "音频分包大小无效，请重试"; },
             [](const VoiceReceiveFailure::PlaybackBacklog&) {
-                return "Mac 音频播放积压超过两秒，请重试";
+                return "电脑音频播放积压超过两秒，请重试";
             },
             [](const VoiceReceiveFailure::InactiveSession&) {
                 return "语音会话已结束，请重新开始";

@@ -102,7 +102,7 @@ TEST_F(HostVoice, aBadPacketOrABacklogFailsTheUtteranceWithItsSession) {
         m_phone->audio().send(audioPacket(next, sequence, 4'800));
     const auto backlog = m_phone->await(m_phone->control(), Kind::failure, 1);
     ASSERT_TRUE(backlog);
-    EXPECT_EQ(backlog->text, "Mac 音频播放积压超过两秒，请重试");
+    EXPECT_EQ(backlog->text, "电脑音频播放积压超过两秒，请重试");
     EXPECT_EQ(backlog->session, next);
     EXPECT_EQ(m_audio.receivedSamples() - before, 48'000);
 }

@@ -39,7 +39,7 @@ using Kind = WireMessage::Kind;
 
 constexpr int kGenerousMs = 20'000;
 constexpr std::size_t kRate = 24'000;
-const char* const kDisconnected = "虚拟音频输出设备已断开或切换，请检查 Mac 音频设置";
+const char* const kDisconnected = "虚拟音频输出设备已断开或切换，请检查电脑音频设置";
 
 // A rising sine sweep: every lag but the right one correlates poorly with it. `delay` shifts it
 // by a fraction of a sample.

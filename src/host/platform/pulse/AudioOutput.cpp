@@ -29,9 +29,9 @@ constexpr std::uint32_t kPrebuffer = kBytesPerSecond * 5 / 1000;
 // How often the stream's clock is read while packets are waiting to be reported played.
 constexpr std::chrono::milliseconds kPollInterval{5};
 
-const char* const kNotStarted = "Mac 音频输出未启动";
-const char* const kDisconnected = "虚拟音频输出设备已断开或切换，请检查 Mac 音频设置";
-const char* const kStopped = "Mac 音频播放已停止，请重新按住说话";
+const char* const kNotStarted = "电脑音频输出未启动";
+const char* const kDisconnected = "虚拟音频输出设备已断开或切换，请检查电脑音频设置";
+const char* const kStopped = "电脑音频播放已停止，请重新按住说话";
 const char* const kBadData = "音频数据或输出状态无效";
 
 } // namespace

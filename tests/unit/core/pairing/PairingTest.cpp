@@ -28,7 +28,7 @@ PairingProfile profile(const Uuid& id, std::string name, std::string_view secret
     return PairingProfile{id, std::move(name), std::string(secret)};
 }
 
-constexpr const char* kNotALink = "请扫描或粘贴 Quillvane Mac 端配对码";
+constexpr const char* kNotALink = "请扫描或粘贴 Quillvane 电脑端配对码";
 constexpr const char* kIncomplete = "配对码不完整";
 constexpr const char* kInvalidKey = "配对密钥无效";
 
@@ -101,7 +101,7 @@ TEST(PairingLinkParse, readsPastedLinksAndTheFirstItemOfEachName) {
     const std::pair<std::string, PairingProfile> accepted[] = {
         {"\u3000 " + kStudioLink + " \r\n", profile(kStudioID, "Studio Mac")},
         {padded(2047), profile(kStudioID, "Studio Mac")},
-        {linkWith(kId + "&" + kKey), profile(kStudioID, "Mac")},
+        {linkWith(kId + "&" + kKey), profile(kStudioID, "电脑")},
         {linkWith("extra=1&" + kKey + "&name=A+B%2BC%20D%E5%B7%A5&" +
                   "id=6b1c2a90-5d3e-4f7a-9b21-0c4d8e7f1a23&name=Second&key=bad&id=x"),
          profile(kStudioID, "A+B+C D工")},

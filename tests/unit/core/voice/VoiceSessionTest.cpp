@@ -79,7 +79,7 @@ TEST(VoiceSession, tellsThePhoneWhyInItsOwnWords) {
         {Failure::AlreadyEnding{}, "语音已进入收尾，请重新开始"},
         {Failure::UnexpectedSequence{0, 1}, "音频分包序号异常，请重试"},
         {Failure::InvalidSamples{0}, "音频分包大小无效，请重试"},
-        {Failure::PlaybackBacklog{48000, 1}, "Mac 音频播放积压超过两秒，请重试"},
+        {Failure::PlaybackBacklog{48000, 1}, "电脑音频播放积压超过两秒，请重试"},
     };
     for (const auto& [detail, text] : texts)
         EXPECT_EQ(Failure(detail).message(), text);
@@ -124,7 +124,7 @@ TEST(OutgoingVoice, holdsBackTwoSecondsUntilTheMacIsReadyAndEndsAfterAllAudio) {
         EXPECT_EQ(padErrorOf([&] { voice.append(Bytes(size)); }), "无效音频分包") << size;
     for (std::uint8_t i = 0; i < 10; ++i)
         EXPECT_TRUE(voice.append(Bytes(19200, i)).empty());
-    EXPECT_EQ(padErrorOf([&] { voice.append(Bytes(4)); }), "Mac 启动过慢，音频缓冲已满");
+    EXPECT_EQ(padErrorOf([&] { voice.append(Bytes(4)); }), "电脑启动过慢，音频缓冲已满");
 
     const auto messages = voice.markReady();
     ASSERT_EQ(messages.size(), 10u);
