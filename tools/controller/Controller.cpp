@@ -105,7 +105,25 @@ void Controller::closed(ControllerChannel& channel, const QString& reason) {
         onUnreachable(reason);
         return;
     }
+    if (m_resuming)
+        return;
     print(QStringLiteral("closed ") + channel.name() + QStringLiteral(": ") + reason);
+    // A session lost while bound is resumed, as the phone resumes one when it comes back to the
+    // foreground; one that ended on purpose (finishInput) was cancelled first.
+    m_resume.suspend(m_bound && !m_finished);
+    if (onLost && m_resume.takeResume()) {
+        m_resuming = true;
+        m_bound = false;
+        m_heartbeat.stop();
+        // Not from inside the channel's own callback.
+        QTimer::singleShot(0, this, [this, reason] {
+            m_control.reset();
+            m_audio.reset();
+            m_resuming = false;
+            onLost(reason);
+        });
+        return;
+    }
     fail(reason);
 }
 
@@ -146,28 +164,55 @@ void Controller::speak(const QString& path) {
     m_voice->start();
 }
 
+// Holds the queue until the trace has played out and its gestures have ended.
+void Controller::replay(const QString& path) {
+    TraceFile trace;
+    try {
+        trace = TraceFile::read(path);
+    } catch (const std::exception& error) {
+        print(QStringLiteral("error: ") + QString::fromUtf8(error.what()));
+        m_exitStatus = 2;
+        return;
+    }
+    m_replay = std::make_unique<ReplayPlayer>(std::move(trace));
+    // Messages made while the session is being resumed are dropped, as a phone's would be.
+    m_replay->send = [this](const WireMessage& message) {
+        if (m_bound)
+            m_control->send(message);
+    };
+    m_replay->onFinished = [this] {
+        QTimer::singleShot(0, this, [this] {
+            m_replay.reset();
+            runQueue();
+        });
+    };
+    m_replay->start();
+}
+
 void Controller::enqueue(const QString& line) {
     m_queue.push_back(line);
-    if (m_bound && !m_wait.isActive() && !m_voice)
+    if (m_bound && !busy())
         runQueue();
 }
 
 void Controller::finishInput(double linger) {
     m_inputFinished = true;
     m_linger = linger;
-    if (m_bound && !m_wait.isActive() && !m_voice)
+    if (m_bound && !busy())
         runQueue();
 }
 
 void Controller::runQueue() {
-    while (m_bound && !m_queue.empty() && !m_wait.isActive() && !m_voice) {
+    while (m_bound && !m_queue.empty() && !busy()) {
         const QString line = m_queue.front();
         m_queue.pop_front();
         run(line);
     }
-    if (m_bound && m_queue.empty() && !m_wait.isActive() && !m_voice && m_inputFinished) {
+    if (m_bound && m_queue.empty() && !busy() && m_inputFinished) {
         m_inputFinished = false;
         QTimer::singleShot(static_cast<int>(m_linger * 1000), this, [this] {
+            m_resume.cancel();
+            m_finished = true;
             m_control->close();
             m_audio->close();
             QCoreApplication::exit(m_exitStatus);
@@ -262,12 +307,16 @@ void Controller::run(const QString& line) {
             if (words.size() < 2)
                 return usage("voice FILE");
             speak(trimmed.mid(command.size() + 1).trimmed());
+        } else if (command == QStringLiteral("replay")) {
+            if (words.size() < 2)
+                return usage("replay TRACE.json");
+            replay(trimmed.mid(command.size() + 1).trimmed());
         } else if (command == QStringLiteral("quit")) {
             m_queue.clear();
             m_inputFinished = true;
             m_linger = 0;
         } else {
-            return usage("unknown command (move scroll click drag key text cancel heartbeat raw wait voice quit)");
+            return usage("unknown command (move scroll click drag key text cancel heartbeat raw wait voice replay quit)");
         }
     } catch (const std::exception& error) {
         print(QStringLiteral("error: ") + QString::fromUtf8(error.what()));

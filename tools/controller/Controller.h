@@ -9,7 +9,9 @@
 #include <memory>
 
 #include "ControllerChannel.h"
+#include "ReplayPlayer.h"
 #include "VoiceStreamer.h"
+#include "pairing/ConnectionResume.h"
 #include "pairing/PairingProfile.h"
 
 namespace quillvane {
@@ -31,6 +33,9 @@ public:
     // Called instead of failing when the control channel cannot connect before anything was bound
     // (a stale DNS-SD record of a host that restarted); the owner may look for the host again.
     std::function<void(const QString& reason)> onUnreachable;
+    // Called when a bound session was lost and is to be resumed: the owner finds the host again
+    // and calls connectTo(); the queue waits meanwhile. Without it a loss ends the program.
+    std::function<void(const QString& reason)> onLost;
 
     // Length of the chunks the voice command records, in milliseconds.
     void setChunkMs(int chunkMs) { m_chunkMs = chunkMs; }
@@ -48,6 +53,9 @@ private:
     void fail(const QString& reason);
     void sendHeartbeat();
     void speak(const QString& path);
+    void replay(const QString& path);
+    // A wait, an utterance or a replay holds the queue.
+    bool busy() const { return m_wait.isActive() || m_voice || m_replay; }
 
     PairingProfile m_profile;
     Uuid m_client;
@@ -56,6 +64,9 @@ private:
     QString m_host;
     quint16 m_port = 0;
     bool m_bound = false;
+    bool m_resuming = false;
+    bool m_finished = false;
+    ConnectionResume m_resume;
     bool m_heartbeats = true;
     QTimer m_heartbeat;
     QTimer m_wait;
@@ -65,6 +76,7 @@ private:
     int m_exitStatus = 0;
     int m_chunkMs = 100;
     std::unique_ptr<VoiceStreamer> m_voice; // the utterance being spoken; commands wait for it
+    std::unique_ptr<ReplayPlayer> m_replay; // the trace being played; commands wait for it
 };
 
 } // namespace quillvane

@@ -42,6 +42,14 @@ void HostFinder::retry() {
     });
 }
 
+void HostFinder::resume(double timeoutSeconds) {
+    m_timeout.stop();
+    m_timedOut = false;
+    m_done = false;
+    m_browser.stop();
+    start(timeoutSeconds);
+}
+
 void HostFinder::found(const DiscoveredService& service) {
     if (m_done || !m_presence.accepts(m_pass))
         return;

@@ -23,6 +23,8 @@ public:
     void start(double timeoutSeconds);
     // Looks again after a found host could not be reached, ignoring what the last pass reported.
     void retry();
+    // Looks for a host that was lost after it was found, with a fresh time-out.
+    void resume(double timeoutSeconds);
 
     std::function<void(const QString& address, quint16 port)> onFound;
     std::function<void()> onTimeout;

@@ -5,7 +5,10 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
+#include <QSaveFile>
 #include <QSocketNotifier>
+#include <QTimer>
 
 #include <cstdio>
 #include <iostream>
@@ -15,9 +18,56 @@
 #include "Controller.h"
 #include "HostFinder.h"
 #include "Random.h"
+#include "ReplayPlayer.h"
+#include "pairing/PairingHistory.h"
 #include "protocol/PadError.h"
 
 using namespace quillvane;
+
+namespace {
+
+// Plays a trace through the recognisers at once, printing what a replay would send.
+int printTrace(const QString& path) {
+    try {
+        TraceFile trace = TraceFile::read(path);
+        for (const auto& step : ControllerReplay(std::move(trace.events), trace.settings).runAll())
+            ReplayPlayer::print(step.output);
+    } catch (const std::exception& error) {
+        std::cerr << "quillvane-controller: " << error.what() << '\n';
+        return 2;
+    }
+    return 0;
+}
+
+// The host to pair with: the link given, which joins the history file (and becomes its chosen
+// host), or else the history's chosen host. Throws with a text for the user.
+PairingProfile chooseProfile(const QStringList& positional, const QString& historyPath) {
+    PairingHistory history;
+    if (!historyPath.isEmpty()) {
+        QFile file(historyPath);
+        if (file.open(QIODevice::ReadOnly)) {
+            const QByteArray bytes = file.readAll();
+            history = PairingHistory::decodeStored(std::string_view(bytes.constData(), bytes.size())).history;
+        } else if (file.exists()) {
+            throw std::runtime_error(file.errorString().toStdString());
+        }
+    }
+    const bool linkGiven = !positional.isEmpty() && positional.front().startsWith(QStringLiteral("quillvane:"));
+    if (linkGiven)
+        history.add(PairingProfile::parse(positional.front().toStdString()));
+    if (!history.selected())
+        throw std::runtime_error("a pairing link is required");
+    if (linkGiven && !historyPath.isEmpty()) {
+        QSaveFile file(historyPath);
+        const std::string json = history.toJson();
+        if (!file.open(QIODevice::WriteOnly) || file.write(json.data(), static_cast<qint64>(json.size())) < 0 ||
+            !file.commit())
+            throw std::runtime_error(file.errorString().toStdString());
+    }
+    return *history.selected();
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
@@ -29,7 +79,7 @@ int main(int argc, char** argv) {
         "Drives a Quillvane host like the phone does.\n"
         "Commands: move DX DY [DX DY ...] | scroll X Y [PHASE] | click [right] [continuing] |\n"
         "drag on|off [continuing] | key CODE [MODIFIERS] | text TEXT | cancel |\n"
-        "heartbeat on|off | raw control|audio JSON | wait SECONDS | voice FILE | quit"));
+        "heartbeat on|off | raw control|audio JSON | wait SECONDS | voice FILE | replay TRACE.json | quit"));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption host(QStringLiteral("host"), QStringLiteral("Host address (skips DNS-SD)."),
@@ -48,21 +98,26 @@ int main(int argc, char** argv) {
     const QCommandLineOption chunkMs(QStringLiteral("chunk-ms"),
                                      QStringLiteral("Length of the voice command's audio packets (default 100, at most 200)."),
                                      QStringLiteral("ms"), QStringLiteral("100"));
-    parser.addOptions({host, port, client, linger, timeout, chunkMs});
-    parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("The pairing link (quillvane://pair?...)."));
+    const QCommandLineOption history(QStringLiteral("history"),
+                                     QStringLiteral("The controller's record of paired hosts (JSON); a link given joins it, without one its chosen host is used."),
+                                     QStringLiteral("file"));
+    const QCommandLineOption printTraceOption(QStringLiteral("print-trace"),
+                                              QStringLiteral("Prints the messages a trace makes, without a host, and exits."),
+                                              QStringLiteral("trace"));
+    parser.addOptions({host, port, client, linger, timeout, chunkMs, history, printTraceOption});
+    parser.addPositionalArgument(QStringLiteral("link"), QStringLiteral("The pairing link (quillvane://pair?...); optional with --history."));
     parser.addPositionalArgument(QStringLiteral("commands"), QStringLiteral("Commands; without them, lines are read from standard input."),
                                  QStringLiteral("[command...]"));
     parser.process(app);
 
+    if (parser.isSet(printTraceOption))
+        return printTrace(parser.value(printTraceOption));
+
     const QStringList positional = parser.positionalArguments();
-    if (positional.isEmpty()) {
-        std::cerr << "quillvane-controller: a pairing link is required\n";
-        return 2;
-    }
     PairingProfile profile;
     try {
-        profile = PairingProfile::parse(positional.front().toStdString());
-    } catch (const PadError& error) {
+        profile = chooseProfile(positional, parser.value(history));
+    } catch (const std::exception& error) {
         std::cerr << "quillvane-controller: " << error.what() << '\n';
         return 2;
     }
@@ -84,7 +139,8 @@ int main(int argc, char** argv) {
     Controller controller(profile, clientID);
     controller.setChunkMs(chunk);
     const double lingerSeconds = parser.value(linger).toDouble();
-    const QStringList commands = positional.mid(1);
+    const QStringList commands =
+        positional.mid(!positional.isEmpty() && positional.front().startsWith(QStringLiteral("quillvane:")) ? 1 : 0);
     std::unique_ptr<QSocketNotifier> stdinNotifier;
     if (!commands.isEmpty()) {
         for (const auto& command : commands)
@@ -117,7 +173,15 @@ int main(int argc, char** argv) {
     HostFinder finder(profile.id);
     if (parser.isSet(host) || parser.isSet(port)) {
         const QString address = parser.isSet(host) ? parser.value(host) : QStringLiteral("127.0.0.1");
-        controller.connectTo(address, static_cast<quint16>(parser.value(port).toUInt()));
+        const auto hostPort = static_cast<quint16>(parser.value(port).toUInt());
+        controller.connectTo(address, hostPort);
+        controller.onLost = [&, address, hostPort](const QString&) {
+            std::printf("session lost; reconnecting\n");
+            std::fflush(stdout);
+            QTimer::singleShot(500, &controller, [&controller, address, hostPort] {
+                controller.connectTo(address, hostPort);
+            });
+        };
     } else {
         finder.onFound = [&](const QString& address, quint16 found) {
             std::printf("found host %s port %u\n", address.toUtf8().constData(), unsigned{found});
@@ -128,6 +192,11 @@ int main(int argc, char** argv) {
             std::printf("host unreachable (%s); looking again\n", reason.toUtf8().constData());
             std::fflush(stdout);
             finder.retry();
+        };
+        controller.onLost = [&](const QString&) {
+            std::printf("session lost; looking for the host again\n");
+            std::fflush(stdout);
+            finder.resume(parser.value(timeout).toDouble());
         };
         finder.onTimeout = [&] {
             std::cerr << "quillvane-controller: no host with this pairing was found on the network\n";

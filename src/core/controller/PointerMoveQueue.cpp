@@ -1,0 +1,59 @@
+#include "PointerMoveQueue.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "pointer/TrackpadMoveBatch.h"
+
+namespace quillvane {
+
+namespace {
+
+constexpr double limit = TrackpadMoveBatch::maximumDelta;
+
+// The part of `delta` that keeps `sum + delta` within the message limit.
+double fitted(double sum, double delta) {
+    return std::clamp(sum + delta, -limit, limit) - sum;
+}
+
+} // namespace
+
+void PointerMoveQueue::add(TrackpadVector delta) {
+    if (!std::isfinite(delta.x) || !std::isfinite(delta.y))
+        return;
+    delta = {fitted(m_sum.x, delta.x), fitted(m_sum.y, delta.y)};
+    m_sum.x += delta.x;
+    m_sum.y += delta.y;
+    if (m_pending.size() < TrackpadMoveBatch::maximumSamples) {
+        m_pending.push_back(delta);
+        return;
+    }
+    // A full queue folds the delta into its last sample, which keeps within the limit as well.
+    TrackpadVector& last = m_pending.back();
+    const TrackpadVector merged{std::clamp(last.x + delta.x, -limit, limit),
+                                std::clamp(last.y + delta.y, -limit, limit)};
+    m_sum.x += merged.x - last.x - delta.x;
+    m_sum.y += merged.y - last.y - delta.y;
+    last = merged;
+}
+
+void PointerMoveQueue::flushDue(double time, std::vector<WireMessage>& out) {
+    if (!m_pending.empty() && frameDue(m_lastSent, time))
+        flush(time, out);
+}
+
+void PointerMoveQueue::flush(double time, std::vector<WireMessage>& out) {
+    if (m_pending.empty())
+        return;
+    for (auto& message : TrackpadMoveBatch::messages(m_pending))
+        out.push_back(std::move(message));
+    m_lastSent = time;
+    clear();
+}
+
+void PointerMoveQueue::clear() {
+    m_pending.clear();
+    m_sum = {};
+}
+
+} // namespace quillvane

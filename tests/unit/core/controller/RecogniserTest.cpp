@@ -1,0 +1,184 @@
+// The recognisers replayed from the recorded traces in tests/data/traces, checked for what a
+// person holding the phone would notice.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "TraceFile.h"
+#include "controller/ControllerReplay.h"
+
+using namespace quillvane;
+using Kind = WireMessage::Kind;
+using Phase = TrackpadScrollPhase;
+
+namespace {
+
+struct Sent {
+    double time;
+    WireMessage message;
+};
+
+struct Replayed {
+    std::vector<Sent> sent;
+    std::vector<Haptic> haptics;
+
+    std::vector<Sent> of(Kind kind) const {
+        std::vector<Sent> out;
+        for (const auto& s : sent)
+            if (s.message.kind == kind)
+                out.push_back(s);
+        return out;
+    }
+    std::vector<Phase> phases() const {
+        std::vector<Phase> out;
+        // Runs of changes count once.
+        for (const auto& s : of(Kind::scroll)) {
+            const Phase phase = *s.message.scrollPhase;
+            const bool change = phase == Phase::changed || phase == Phase::momentumChanged;
+            if (out.empty() || out.back() != phase || !change)
+                out.push_back(phase);
+        }
+        return out;
+    }
+    // Sum of the pointer motion sent up to `until`.
+    TrackpadVector moved(double until = INFINITY) const {
+        TrackpadVector sum;
+        for (const auto& s : of(Kind::move))
+            if (s.time <= until) {
+                sum.x += *s.message.x;
+                sum.y += *s.message.y;
+            }
+        return sum;
+    }
+};
+
+Replayed replay(const std::string& name, void (*adjust)(TrackpadSettings&) = nullptr) {
+    TraceFile trace = TraceFile::read(QString::fromStdString(QUILLVANE_TRACES "/" + name + ".json"));
+    if (adjust)
+        adjust(trace.settings);
+    Replayed out;
+    for (const auto& step : ControllerReplay(trace.events, trace.settings).runAll()) {
+        for (const auto& message : step.output.messages)
+            out.sent.push_back({step.time, message});
+        out.haptics.insert(out.haptics.end(), step.output.haptics.begin(), step.output.haptics.end());
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(Trackpad, tapsClickLeftAndTwoFingerTapsRightAfterTheDoubleTapWindow) {
+    const Replayed r = replay("taps");
+    const auto clicks = r.of(Kind::click);
+    ASSERT_EQ(clicks.size(), 2u);
+    EXPECT_EQ(clicks[0].message.flag, false);
+    EXPECT_FALSE(clicks[0].message.continuingClick);
+    EXPECT_GE(clicks[0].time, 0.09 + 0.18 - 1e-9); // waited for a possible second tap
+    EXPECT_EQ(clicks[1].message.flag, true);        // fingers reported one after the other
+    EXPECT_TRUE(r.of(Kind::scroll).empty());
+    EXPECT_TRUE(r.of(Kind::drag).empty());
+
+    EXPECT_TRUE(replay("taps", [](TrackpadSettings& s) { s.tapToClick = false; }).of(Kind::click).empty());
+}
+
+TEST(Trackpad, tapThenTouchDragsOnePressAcrossAReTouchWithinTheGrace) {
+    const Replayed r = replay("double-tap-drag");
+    EXPECT_TRUE(r.of(Kind::click).empty());
+    const auto drags = r.of(Kind::drag);
+    ASSERT_EQ(drags.size(), 2u);
+    EXPECT_EQ(drags[0].message.flag, true);
+    EXPECT_EQ(drags[1].message.flag, false);
+    const auto moves = r.of(Kind::move);
+    EXPECT_GT(moves.front().time, drags[0].time - 1e-9);
+    EXPECT_GT(drags[1].time, moves.back().time);
+    // The second stroke went right and down, both carried by the one press.
+    EXPECT_GT(r.moved(drags[1].time).y, 25);
+    EXPECT_EQ(r.haptics.front(), Haptic::start);
+}
+
+TEST(Trackpad, pointingAcceleratesWithSpeedLosesNoSubPointMotionAndBatchesPerFrame) {
+    const Replayed r = replay("pointing");
+    const double slow = r.moved(0.5).x / 30;             // 0.5 points a frame for 60 frames
+    const double fast = (r.moved().x - r.moved(0.5).x) / 600; // 20 points a frame for 30 frames
+    EXPECT_LT(slow, 1);
+    EXPECT_GT(fast, 1.2);
+
+    const Replayed plain = replay("pointing", [](TrackpadSettings& s) { s.acceleration = 0; });
+    EXPECT_NEAR(plain.moved().x, 630, 1e-9);
+    EXPECT_NEAR(plain.moved().y, 315, 1e-9);
+    double last = -1;
+    for (const auto& s : plain.of(Kind::move)) {
+        EXPECT_GE(s.time - last, 1.0 / 120 - 1e-6);
+        EXPECT_LE(s.message.movementSamples.value_or(std::vector<TrackpadVector>(1)).size(), 64u);
+        last = s.time;
+    }
+}
+
+TEST(Trackpad, scrollPhasesRunInOrderAndAFlickCoastsUntilItStopsOrIsTouched) {
+    EXPECT_EQ(replay("scroll").phases(), (std::vector{Phase::began, Phase::changed, Phase::ended}));
+
+    const Replayed flick = replay("flick");
+    const std::vector coasting{Phase::began,         Phase::changed,         Phase::ended,
+                               Phase::momentumBegan, Phase::momentumChanged, Phase::momentumEnded};
+    EXPECT_EQ(flick.phases(), coasting);
+    // Upward fingers scroll the content up, and the coast slows down.
+    double previous = INFINITY;
+    for (const auto& s : flick.of(Kind::scroll)) {
+        if (*s.message.scrollPhase != Phase::momentumChanged)
+            continue;
+        EXPECT_LT(*s.message.y, 0);
+        EXPECT_LE(std::abs(*s.message.y), previous + 1e-9);
+        previous = std::abs(*s.message.y);
+    }
+    EXPECT_LT(flick.sent.back().time, 0.152 + 1.5);
+    EXPECT_GT(std::count(flick.haptics.begin(), flick.haptics.end(), Haptic::detent), 2);
+
+    const Replayed stopped = replay("flick-stopped");
+    EXPECT_EQ(stopped.phases(), coasting);
+    EXPECT_DOUBLE_EQ(stopped.of(Kind::scroll).back().time, 0.35);
+    EXPECT_TRUE(stopped.of(Kind::click).empty()); // the stopping touch is not a tap
+}
+
+TEST(Trackpad, aRailHoldsTheDominantAxisUntilTheOtherClearlyWins) {
+    const Replayed r = replay("rails");
+    bool switched = false;
+    for (const auto& s : r.of(Kind::scroll)) {
+        if (s.time < 0.5)
+            EXPECT_EQ(*s.message.x, 0) << s.time;
+        else if (*s.message.x != 0) {
+            switched = true;
+            EXPECT_EQ(*s.message.y, 0) << s.time;
+        }
+    }
+    EXPECT_TRUE(switched);
+}
+
+TEST(Trackpad, aCancelledTouchEndsItsScrollOrDragAtOnceWithoutClicking) {
+    const Replayed r = replay("cancelled");
+    EXPECT_EQ(r.phases(), (std::vector{Phase::began, Phase::changed, Phase::cancelled}));
+    const auto drags = r.of(Kind::drag);
+    ASSERT_EQ(drags.size(), 2u);
+    EXPECT_EQ(drags[1].message.flag, false);
+    EXPECT_DOUBLE_EQ(drags[1].time, 1.4);
+    EXPECT_TRUE(r.of(Kind::click).empty());
+}
+
+TEST(AirMouse, clicksLandWhereAimedAndAHeldTurningPressDrags) {
+    const Replayed r = replay("air-mouse");
+    const auto clicks = r.of(Kind::click);
+    ASSERT_EQ(clicks.size(), 1u);
+    EXPECT_GT(r.moved(0.7).x, 300); // the turn to the right
+    // The jolt of pressing (1.02 to 1.05) is taken back: the click is where the hand rested.
+    EXPECT_NEAR(r.moved(clicks[0].time).x, r.moved(0.95).x, 0.5);
+    EXPECT_NEAR(r.moved(clicks[0].time).y, r.moved(0.95).y, 0.5);
+    // A still hand sends nothing between the click and the next press.
+    EXPECT_NEAR(r.moved(1.6).x, r.moved(clicks[0].time).x, 1e-9);
+
+    const auto drags = r.of(Kind::drag);
+    ASSERT_EQ(drags.size(), 2u);
+    EXPECT_TRUE(*drags[0].message.flag);
+    EXPECT_FALSE(*drags[1].message.flag);
+    EXPECT_GT(r.moved(drags[1].time).x - r.moved(drags[0].time).x, 100);
+}
