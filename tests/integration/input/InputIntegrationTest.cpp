@@ -174,6 +174,34 @@ TEST_F(InputSession, clicksReachTheWindowUnderThePointerAndADragHoldsTheButtonUn
     EXPECT_EQ(m_client.described(2, kReleaseLimitMs), (Strings{"+button1", "-button1"}));
 }
 
+// Recorded gestures replayed in real time through the controller's recognisers.
+TEST_F(InputSession, aReplayedFlickScrollsOnAfterTheLiftAndATapDragHoldsTheButtonThroughout) {
+    m_client.openWindow(0, 0, 1600, 600);
+    m_client.warpPointer(300, 200);
+    send("replay " QUILLVANE_TRACES "/flick.json");
+    // Fingers moving up carry the content up: wheel down, button 5. The fingers travel 216
+    // points in 0.15 s, some four 50-pixel steps; the coast adds more, later.
+    std::vector<unsigned long> wheel;
+    for (const auto& event : m_client.events(64, 4000)) {
+        EXPECT_TRUE(event.button == 5) << event.describe();
+        if (event.type == ButtonPress)
+            wheel.push_back(event.time);
+    }
+    ASSERT_GT(wheel.size(), 6u) << "the flick did not coast";
+    EXPECT_GE(wheel.back() - wheel.front(), 400u) << "the wheel stopped with the fingers";
+
+    m_client.warpPointer(300, 200);
+    send("replay " QUILLVANE_TRACES "/double-tap-drag.json");
+    EXPECT_TRUE(m_client.pointerSatisfies(
+        [](int x, int, unsigned int buttons) { return x >= 360 && buttons == Button1Mask; }))
+        << "the drag did not move with the button held";
+    EXPECT_TRUE(m_client.pointerSatisfies(
+        [](int x, int y, unsigned int buttons) { return x >= 420 && y >= 220 && buttons == 0; }))
+        << "the re-touch did not carry the drag on";
+    EXPECT_EQ(m_client.described(2), (Strings{"+button1", "-button1"}));
+    EXPECT_TRUE(nothingMore()) << "the drag pressed more than once";
+}
+
 TEST_F(InputSession, keysAndTextArriveAsTypedWithNothingLeftHeld) {
     m_client.openWindow(0, 0, 400, 400);
     send("key 6 0x120000");

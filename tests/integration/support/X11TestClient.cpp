@@ -76,10 +76,17 @@ void X11TestClient::warpPointer(int x, int y) {
 }
 
 bool X11TestClient::pointerReaches(int x, int y, unsigned int buttons, int timeoutMs) const {
+    return pointerSatisfies(
+        [&](int px, int py, unsigned int held) { return px == x && py == y && held == buttons; },
+        timeoutMs);
+}
+
+bool X11TestClient::pointerSatisfies(
+    const std::function<bool(int x, int y, unsigned int buttons)>& condition, int timeoutMs) const {
     return waitUntil(
         [&] {
             const Pointer pointer = queryPointer(m_display);
-            return pointer.x == x && pointer.y == y && (pointer.mask & buttonMasks) == buttons;
+            return condition(pointer.x, pointer.y, pointer.mask & buttonMasks);
         },
         timeoutMs);
 }
@@ -116,7 +123,7 @@ std::vector<WindowEvent> X11TestClient::events(std::size_t count, int timeoutMs)
                     XLookupString(&event.xkey, buffer, sizeof buffer, &keysym, nullptr);
                     seen.push_back({.type = event.type, .keysym = keysym});
                 } else if (event.type == ButtonPress || event.type == ButtonRelease) {
-                    seen.push_back({.type = event.type, .button = event.xbutton.button});
+                    seen.push_back({.type = event.type, .button = event.xbutton.button, .time = event.xbutton.time});
                 }
             }
             return seen.size() >= count;

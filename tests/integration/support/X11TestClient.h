@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ struct WindowEvent {
     int type = 0;             // KeyPress, KeyRelease, ButtonPress or ButtonRelease
     unsigned long keysym = 0; // a KeySym; 0 is NoSymbol
     unsigned int button = 0;
+    unsigned long time = 0;   // the server's time of a button event, in milliseconds
 
     // "+Shift_L", "-Z", "+button1": press or release and what was pressed, for readable checks.
     std::string describe() const;
@@ -39,6 +41,9 @@ public:
     void warpPointer(int x, int y);
     // Waits until the pointer is at (x, y) with exactly `buttons` (Button1Mask, Button3Mask) held.
     bool pointerReaches(int x, int y, unsigned int buttons, int timeoutMs = 3000) const;
+    // Waits until the pointer's position and held buttons satisfy `condition`.
+    bool pointerSatisfies(const std::function<bool(int x, int y, unsigned int buttons)>& condition,
+                          int timeoutMs = 3000) const;
     // No button and no key is held down.
     bool nothingHeld() const;
     std::vector<unsigned long> keymap() const;
