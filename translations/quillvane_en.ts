@@ -475,19 +475,19 @@
         <translation>Connection &amp; Control</translation>
     </message>
     <message>
-        <source>配对你的 iPhone，并开启鼠标与键盘控制。</source>
+        <source>配对你的手机，并开启鼠标与键盘控制。</source>
         <translation>Pair your phone and turn on mouse and keyboard control.</translation>
     </message>
     <message>
-        <source>连接 iPhone</source>
+        <source>连接手机</source>
         <translation>Connect Your Phone</translation>
     </message>
     <message>
-        <source>让 iPhone 和 Mac 连接同一 Wi-Fi，在手机上扫描配对码。</source>
+        <source>让手机和电脑连接同一 Wi-Fi，在手机上扫描配对码。</source>
         <translation>Put the phone and this computer on the same Wi-Fi, then scan the pairing code with the phone.</translation>
     </message>
     <message>
-        <source>配对码包含控制这台 Mac 的密钥，请只在自己的手机上扫描。</source>
+        <source>配对码包含控制这台电脑的密钥，请只在自己的手机上扫描。</source>
         <translation>The pairing code holds the key that controls this computer. Scan it only with your own phone.</translation>
     </message>
     <message>
@@ -511,7 +511,7 @@
         <translation>Mouse and Keyboard Access</translation>
     </message>
     <message>
-        <source>允许 Quillvane 将手机上的手势与按键发送到这台 Mac。</source>
+        <source>允许 Quillvane 将手机上的手势与按键发送到这台电脑。</source>
         <translation>Lets Quillvane send the gestures and keys from your phone to this computer.</translation>
     </message>
     <message>
@@ -562,7 +562,7 @@
         <translation>Startup</translation>
     </message>
     <message>
-        <source>登录 Mac 后自动启动 Quillvane，在菜单栏等待 iPhone 连接。</source>
+        <source>登录电脑后自动启动 Quillvane，在菜单栏等待手机连接。</source>
         <translation>Starts Quillvane when you log in, waiting in the tray for your phone to connect.</translation>
     </message>
     <message>
@@ -593,7 +593,7 @@
         <translation>Quillvane</translation>
     </message>
     <message>
-        <source>你的 Mac，触手可及</source>
+        <source>你的电脑，触手可及</source>
         <translation>Your computer, at your fingertips</translation>
     </message>
 </context>
@@ -615,8 +615,16 @@
 <context>
     <name>quillvane::TrayHint</name>
     <message>
-        <source>这个桌面没有系统托盘，关闭此窗口会退出 Quillvane。GNOME 需要安装 AppIndicator 扩展才能显示托盘图标。</source>
-        <translation>This desktop has no system tray, so closing this window quits Quillvane. GNOME shows tray icons once the AppIndicator extension is installed.</translation>
+        <source>GNOME 需要安装 AppIndicator 扩展才能显示托盘图标。</source>
+        <translation>GNOME shows tray icons once the AppIndicator extension is installed.</translation>
+    </message>
+    <message>
+        <source>在面板中加入系统托盘后，Quillvane 会留在托盘里。</source>
+        <translation>Add a system tray to your panel and Quillvane will stay there.</translation>
+    </message>
+    <message>
+        <source>这个桌面没有系统托盘，关闭此窗口会退出 Quillvane。</source>
+        <translation>This desktop has no system tray, so closing this window quits Quillvane. </translation>
     </message>
 </context>
 <context>
@@ -645,7 +653,7 @@
         <translation>Voice Input</translation>
     </message>
     <message>
-        <source>将手机采集的声音传给 Mac 上的语音输入法。</source>
+        <source>将手机采集的声音传给电脑上的语音输入法。</source>
         <translation>Passes the sound your phone records to the voice input method on this computer.</translation>
     </message>
     <message>
@@ -653,7 +661,7 @@
         <translation>Virtual Microphone</translation>
     </message>
     <message>
-        <source>语音输入法中也需选择 Quillvane Microphone。安装后可能需要重启 Mac。</source>
+        <source>语音输入法中也需选择 Quillvane Microphone。安装后可能需要重启电脑。</source>
         <translation>Choose Quillvane Microphone in your voice input method too. After installing, the computer may need a restart.</translation>
     </message>
     <message>
@@ -701,8 +709,8 @@
         <translation>Hold to record, release to stop</translation>
     </message>
     <message>
-        <source>按一次开始，再按一次停止（Typeless）</source>
-        <translation>Press once to start, again to stop (Typeless)</translation>
+        <source>按一次开始，再按一次停止</source>
+        <translation>Press once to start, again to stop</translation>
     </message>
     <message>
         <source>启动等待</source>

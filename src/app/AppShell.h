@@ -28,6 +28,7 @@ public:
     ~AppShell() override;
 
     HostRuntime& runtime() { return m_runtime; }
+    const AppStrings& strings() const { return *m_strings; }
 
     // Starts the host, then puts up the tray item (now, or when a tray appears) and the window.
     void start();

@@ -75,6 +75,22 @@ QString AppStrings::text(const QString& chineseKey) const {
 }
 
 QString AppStrings::issue(const QString& hostText) const {
+    const QString translated = issueInBrackets(hostText);
+    if (resolvedLanguage() == AppLanguage::simplifiedChinese)
+        return translated;
+    // Full-width brackets belong to Chinese text; English wraps a detail in ASCII ones.
+    QString ascii;
+    ascii.reserve(translated.size() + 4);
+    for (const QChar c : translated) {
+        if (c == kOpenBracket)
+            ascii += ascii.isEmpty() || ascii.back().isSpace() ? QStringLiteral("(") : QStringLiteral(" (");
+        else
+            ascii += c == kCloseBracket ? QChar(u')') : c;
+    }
+    return ascii;
+}
+
+QString AppStrings::issueInBrackets(const QString& hostText) const {
     const QString whole = QString::fromStdString(m_localization.issue(hostText.toStdString()));
     if (whole != hostText || resolvedLanguage() == AppLanguage::simplifiedChinese)
         return whole;
@@ -88,8 +104,8 @@ QString AppStrings::issue(const QString& hostText) const {
         if (hostText.at(i) == kCloseBracket)
             ++depth;
         else if (hostText.at(i) == kOpenBracket && --depth == 0)
-            return issue(hostText.left(i)) + kOpenBracket +
-                   issue(hostText.mid(i + 1, hostText.size() - i - 2)) + kCloseBracket;
+            return issueInBrackets(hostText.left(i)) + kOpenBracket +
+                   issueInBrackets(hostText.mid(i + 1, hostText.size() - i - 2)) + kCloseBracket;
     }
     return whole;
 }

@@ -46,7 +46,8 @@ public:
 
     QString text(const QString& chineseKey) const;
     // A host text as shown: its catalogue entry, or, for a text with a detail appended in
-    // full-width brackets, the translated lead with the detail translated where it can be.
+    // full-width brackets, the translated lead with the detail translated where it can be. English
+    // wraps the detail in ASCII brackets.
     QString issue(const QString& hostText) const;
 
     static QString defaultTranslationsDirectory();
@@ -60,6 +61,8 @@ protected:
 
 private:
     AppLocalization localizationFor(AppLanguage resolvedLanguage) const;
+    // issue() with the full-width brackets kept.
+    QString issueInBrackets(const QString& hostText) const;
     // Resolves the stored choice again and swaps the translator when the result differs.
     bool apply();
 

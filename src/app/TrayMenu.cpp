@@ -1,6 +1,5 @@
 #include "TrayMenu.h"
 
-#include <QCursor>
 #include <QEvent>
 #include <QIcon>
 
@@ -36,11 +35,13 @@ TrayMenu::TrayMenu(HostModel& host, std::function<QString(const QString&)> trans
     connect(&m_host, &HostModel::connectedChanged, this, &TrayMenu::showHostState);
     connect(&m_host, &HostModel::speakingChanged, this, &TrayMenu::showHostState);
     m_icon.setContextMenu(this);
-    // A click on the item opens the menu, as on a menu bar; trays that show the menu by themselves
-    // (over dbusmenu) never ask for this.
+    // A left click (StatusNotifierItem's Activate) opens the window. The menu is the tray's: a
+    // StatusNotifierItem panel shows it from dbusmenu, an XEmbed tray gets it from Qt at the icon
+    // on a right click. Popping it up here would make it a window of its own, which a tiling
+    // compositor lays out like any other.
     connect(&m_icon, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
-        if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::Context)
-            popup(QCursor::pos());
+        if (reason == QSystemTrayIcon::Trigger)
+            Q_EMIT openRequested();
     });
     retranslate();
 }

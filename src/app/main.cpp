@@ -15,7 +15,9 @@
 #include <unistd.h>
 
 #include "AppShell.h"
+#include "AppStrings.h"
 #include "HostRuntime.h"
+#include "QtPlatformList.h"
 #include "TerminalQrCode.h"
 #include "platform/pulse/MicrophoneCommand.h"
 
@@ -37,27 +39,30 @@ void printLine(const QString& line) {
 }
 
 // Qt aborts when the display it was told to use cannot be reached, so unless the user chose a
-// platform, the list ends with the offscreen one: without a display the program then runs headless
-// (the desktop's settings, such as the double-click interval, are Qt's defaults there).
+// platform, every display the session names is tried and the list ends with the offscreen one:
+// without a display the program then runs headless (the desktop's settings, such as the
+// double-click interval, are Qt's defaults there).
 void chooseQtPlatform() {
     if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         return;
-    QByteArray platforms;
-    if (!qEnvironmentVariableIsEmpty("DISPLAY"))
-        platforms += "xcb;";
-    else if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
-        platforms += "wayland;";
-    qputenv("QT_QPA_PLATFORM", platforms + "offscreen");
+    const std::string platforms = qtPlatformList(qgetenv("DISPLAY").toStdString(),
+                                                 qgetenv("WAYLAND_DISPLAY").toStdString(),
+                                                 qgetenv("XDG_SESSION_TYPE").toStdString());
+    qputenv("QT_QPA_PLATFORM", QByteArray::fromStdString(platforms));
 }
 
 // What the host does, as lines on the terminal: the log of a headless run, and what scripts and
 // tests read in either mode.
-void reportOnTerminal(HostModel& host, const InputBackend& backend, bool showPairing) {
-    QObject::connect(&host, &HostModel::statusChanged, &host,
-                     [&] { printLine(QStringLiteral("Status: ") + host.status()); });
-    QObject::connect(&host, &HostModel::issueChanged, &host,
-                     [&] { printLine(host.hasIssue() ? QStringLiteral("Issue: ") + host.issue()
-                                                     : QStringLiteral("Issue cleared")); });
+// The host's texts are in the interface language, as in the window.
+void reportOnTerminal(HostModel& host, const InputBackend& backend, const AppStrings& strings,
+                      bool showPairing) {
+    QObject::connect(&host, &HostModel::statusChanged, &host, [&] {
+        printLine(QStringLiteral("Status: ") + strings.issue(host.status()));
+    });
+    QObject::connect(&host, &HostModel::issueChanged, &host, [&] {
+        printLine(host.hasIssue() ? QStringLiteral("Issue: ") + strings.issue(host.issue())
+                                  : QStringLiteral("Issue cleared"));
+    });
     QObject::connect(&host, &HostModel::portChanged, &host, [&] {
         if (host.port() != 0)
             printLine(QStringLiteral("Listening on port %1").arg(host.port()));
@@ -125,7 +130,9 @@ int main(int argc, char** argv) {
 
     const bool desktop =
         !parser.isSet(headless) && QGuiApplication::platformName() != QLatin1String("offscreen");
-    if (!parser.isSet(headless) && !desktop)
+    if (desktop)
+        printLine(QStringLiteral("Window system: ") + QGuiApplication::platformName());
+    else if (!parser.isSet(headless))
         printLine(QStringLiteral("No display reachable; running headless."));
 
     if (::pipe(g_signalPipe) != 0) {
@@ -144,13 +151,17 @@ int main(int argc, char** argv) {
     const std::string backendName = parser.value(inputBackend).toStdString();
     std::unique_ptr<AppShell> shell;
     std::unique_ptr<HostRuntime> runtime;
-    if (desktop)
+    std::unique_ptr<AppStrings> runtimeStrings;
+    if (desktop) {
         shell = std::make_unique<AppShell>(backendName);
-    else
+    } else {
         runtime = std::make_unique<HostRuntime>(backendName);
+        runtimeStrings = std::make_unique<AppStrings>(runtime->settings());
+    }
     HostRuntime& running = shell ? shell->runtime() : *runtime;
     HostModel& host = running.host();
-    reportOnTerminal(host, running.backend(), parser.isSet(showPairing));
+    reportOnTerminal(host, running.backend(), shell ? shell->strings() : *runtimeStrings,
+                     parser.isSet(showPairing));
 
     // A host that could not start (a keyring that refused the key) shows that as its issue; the
     // program stays, so that the user can fix it and try again from the window.

@@ -66,8 +66,9 @@ ConnectionPage::ConnectionPage(HostModel& host, HostText hostText, QWidget* pare
     buttons->addWidget(m_show);
     buttons->addWidget(m_copy);
     buttons->addStretch(1);
-    buttons->addWidget(m_revoke);
     content->addLayout(buttons);
+    // On a line of its own, so that the card stays narrow enough for a small screen.
+    content->addWidget(m_revoke, 0, Qt::AlignLeft);
     m_keyNotice = wrappingLabel(m_connectionCard, "secondary");
     content->addWidget(m_keyNotice);
     m_issue = wrappingLabel(m_connectionCard, "issue");
@@ -100,16 +101,16 @@ ConnectionPage::ConnectionPage(HostModel& host, HostText hostText, QWidget* pare
 }
 
 void ConnectionPage::retranslate() {
-    setHeading(tr("连接与控制"), tr("配对你的 iPhone，并开启鼠标与键盘控制。"));
-    m_connectionCard->setTitle(tr("连接 iPhone"));
-    m_instruction->setText(tr("让 iPhone 和 Mac 连接同一 Wi-Fi，在手机上扫描配对码。"));
-    m_warning->setText(tr("配对码包含控制这台 Mac 的密钥，请只在自己的手机上扫描。"));
+    setHeading(tr("连接与控制"), tr("配对你的手机，并开启鼠标与键盘控制。"));
+    m_connectionCard->setTitle(tr("连接手机"));
+    m_instruction->setText(tr("让手机和电脑连接同一 Wi-Fi，在手机上扫描配对码。"));
+    m_warning->setText(tr("配对码包含控制这台电脑的密钥，请只在自己的手机上扫描。"));
     setControlText(m_show, tr("显示配对码"));
     setControlText(m_copy, tr("复制配对链接"));
     setControlText(m_revoke, tr("撤销配对并换码"));
     m_keyNotice->setText(tr("没有可用的系统密钥环：配对密钥保存在只有你能读取的文件中，未受密钥环保护。"));
     m_permissionCard->setTitle(tr("鼠标与键盘权限"));
-    m_permissionCard->setInfo(tr("允许 Quillvane 将手机上的手势与按键发送到这台 Mac。"));
+    m_permissionCard->setInfo(tr("允许 Quillvane 将手机上的手势与按键发送到这台电脑。"));
     setControlText(m_check, tr("检查授权状态"));
     updateStatus();
     updatePairing();

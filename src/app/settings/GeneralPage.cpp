@@ -58,7 +58,7 @@ void GeneralPage::retranslate() {
     setHeading(tr("通用"), tr("设置 Quillvane 的语言和启动方式。"));
     m_languageCard->setTitle(tr("语言"));
     m_loginCard->setTitle(tr("启动"));
-    m_loginCard->setInfo(tr("登录 Mac 后自动启动 Quillvane，在菜单栏等待 iPhone 连接。"));
+    m_loginCard->setInfo(tr("登录电脑后自动启动 Quillvane，在菜单栏等待手机连接。"));
     setControlText(m_startAtLogin, tr("开机自动启动"));
     m_aboutCard->setTitle(tr("关于"));
     m_note->setText(tr("关闭设置窗口后，Quillvane 会继续在菜单栏运行。"));

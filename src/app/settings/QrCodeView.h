@@ -1,17 +1,21 @@
 #pragma once
 
 #include <QImage>
-#include <QLabel>
 #include <QString>
+#include <QWidget>
 
 namespace quillvane {
 
-// The pairing link as a QR code, drawn pixel-exact: each module is a square of `scale` whole
-// pixels, with the four-module light border scanners need, never smoothed.
-class QrCodeView : public QLabel {
+// The pairing link as a QR code, drawn pixel-exact at the screen's device pixel ratio: every module
+// is a square of whole device pixels, with the four-module light border scanners need, never
+// smoothed, so the code has exactly two colours at any scale. Up to `scale` logical pixels a
+// module; a narrow window gets a smaller code, by whole device pixels per module, down to
+// `minimumScale`.
+class QrCodeView : public QWidget {
     Q_OBJECT
 public:
     static constexpr int scale = 6;
+    static constexpr int minimumScale = 3;
     static constexpr int quietZone = 4;
 
     explicit QrCodeView(QWidget* parent = nullptr);
@@ -20,11 +24,23 @@ public:
     void setLink(const QString& link);
     QString link() const { return m_link; }
 
-    // The code of `text`'s UTF-8 bytes, one module = scale × scale pixels; null when it does not fit.
-    static QImage image(const QString& text);
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+    bool hasHeightForWidth() const override;
+    int heightForWidth(int width) const override;
+
+protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
+    // Device pixels per module for a code at most `width` logical pixels wide.
+    int devicePixelsPerModule(int width) const;
+    // The logical side of the code drawn with `devicePixels` per module.
+    int side(int devicePixels) const;
+
     QString m_link;
+    QImage m_modules; // one pixel per module, quiet zone included
 };
 
 } // namespace quillvane

@@ -1,11 +1,14 @@
 #include "SettingsWindow.h"
 
 #include <QEvent>
+
+#include <algorithm>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QKeySequence>
 #include <QLabel>
 #include <QListWidget>
+#include <QScreen>
 #include <QShortcut>
 #include <QStackedWidget>
 #include <QVBoxLayout>
@@ -18,8 +21,12 @@
 namespace quillvane {
 namespace {
 
+// The sidebar narrows to its least width before the page has to.
 constexpr int sidebarWidth = 210;
+constexpr int narrowSidebarWidth = 150;
 constexpr int logoSize = 64;
+constexpr int defaultWidth = 760;
+constexpr int defaultHeight = 660;
 
 // Light cards on a slightly darker page, a sidebar in the window colour; every colour comes from
 // the palette so that dark themes stay readable.
@@ -41,7 +48,8 @@ QPushButton:hover { background: palette(light); }
 QPushButton:pressed { background: palette(midlight); }
 QPushButton:disabled { color: palette(placeholder-text); border-color: palette(midlight); }
 QPushButton:focus { border-color: palette(highlight); }
-QLabel#badge { border-radius: 10px; padding: 2px 10px; background: #f3e3c3; color: #6b4400; }
+QLabel#badge { border-radius: 9px; padding: 2px 10px; min-height: 16px; background: #f3e3c3;
+               color: #6b4400; }
 QLabel#badge[ready="true"] { background: #d4edda; color: #1e5e2a; }
 QListWidget#pageList { border: none; background: transparent; font-size: 14px; outline: 0; }
 QListWidget#pageList::item { padding: 7px 10px; border-radius: 6px; }
@@ -55,14 +63,13 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     : QMainWindow(parent) {
     setObjectName(QStringLiteral("settingsWindow"));
     setStyleSheet(QString::fromUtf8(windowStyle));
-    resize(760, 660);
 
     auto* sidebar = new QWidget;
     sidebar->setObjectName(QStringLiteral("sidebar"));
-    sidebar->setFixedWidth(sidebarWidth);
-    auto* logo = new QLabel(sidebar);
-    logo->setPixmap(QPixmap(QStringLiteral(":/settings/logo.png"))
-                        .scaled(logoSize, logoSize, Qt::KeepAspectRatio, Qt::SmoothTransformation));
+    sidebar->setMinimumWidth(narrowSidebarWidth);
+    sidebar->setMaximumWidth(sidebarWidth);
+    m_logo = new QLabel(sidebar);
+    m_logo->setFixedSize(logoSize, logoSize);
     auto* name = new QLabel(QStringLiteral("Quillvane"), sidebar);
     name->setObjectName(QStringLiteral("appName"));
     m_tagline = new QLabel(sidebar);
@@ -76,7 +83,7 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     auto* sidebarLayout = new QVBoxLayout(sidebar);
     sidebarLayout->setContentsMargins(16, 24, 12, 16);
     sidebarLayout->setSpacing(4);
-    sidebarLayout->addWidget(logo, 0, Qt::AlignLeft);
+    sidebarLayout->addWidget(m_logo, 0, Qt::AlignLeft);
     sidebarLayout->addSpacing(8);
     sidebarLayout->addWidget(name);
     sidebarLayout->addWidget(m_tagline);
@@ -125,9 +132,15 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     auto* close = new QShortcut(QKeySequence::Close, this);
     connect(close, &QShortcut::activated, this, &QWidget::close);
     retranslate();
+    showLogo();
 }
 
 void SettingsWindow::present() {
+    if (!isVisible() && screen()) {
+        // The default size, within a small screen.
+        const QSize room = screen()->availableGeometry().size();
+        resize(std::min(defaultWidth, room.width()), std::min(defaultHeight, room.height()));
+    }
     m_connection->hidePairing();
     m_connection->checkPermission();
     m_general->refresh();
@@ -147,6 +160,22 @@ void SettingsWindow::setNoTrayHint(QWidget* hint) {
     m_general->setInTray(hint == nullptr);
 }
 
+bool SettingsWindow::event(QEvent* event) {
+    if (event->type() == QEvent::ScreenChangeInternal)
+        showLogo();
+    return QMainWindow::event(event);
+}
+
+void SettingsWindow::showLogo() {
+    // Scaled from the large image once per device pixel ratio, so that it stays sharp at 2×.
+    const qreal ratio = devicePixelRatioF();
+    QPixmap logo = QPixmap(QStringLiteral(":/settings/logo.png"))
+                       .scaled(QSize(logoSize, logoSize) * ratio, Qt::KeepAspectRatio,
+                               Qt::SmoothTransformation);
+    logo.setDevicePixelRatio(ratio);
+    m_logo->setPixmap(logo);
+}
+
 void SettingsWindow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::LanguageChange)
         retranslate();
@@ -155,7 +184,7 @@ void SettingsWindow::changeEvent(QEvent* event) {
 
 void SettingsWindow::retranslate() {
     setWindowTitle(tr("Quillvane"));
-    m_tagline->setText(tr("你的 Mac，触手可及"));
+    m_tagline->setText(tr("你的电脑，触手可及"));
 }
 
 } // namespace quillvane

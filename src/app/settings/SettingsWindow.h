@@ -36,11 +36,15 @@ public:
     void setNoTrayHint(QWidget* hint);
 
 protected:
+    bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:
     void retranslate();
+    // The logo at the device pixel ratio of the window's screen.
+    void showLogo();
 
+    QLabel* m_logo;
     QLabel* m_tagline;
     QListWidget* m_pages;
     QStackedWidget* m_stack;

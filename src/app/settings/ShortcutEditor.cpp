@@ -37,8 +37,10 @@ constexpr NamedKey namedKeys[] = {
 };
 constexpr std::int64_t spaceKey = 49;
 
-// The modifiers in the order of shortcutModifiers, by their names on a PC keyboard.
-constexpr const char* modifierNames[] = {"Ctrl", "Alt", "Shift", "Super", "Fn"};
+// The modifiers in the order of shortcutModifiers, by their names on a PC keyboard. Fn, the last,
+// is left out: PC keyboards handle it in their firmware and no desktop reports it; a stored Fn
+// flag stays as it is.
+constexpr const char* modifierNames[] = {"Ctrl", "Alt", "Shift", "Super"};
 
 } // namespace
 

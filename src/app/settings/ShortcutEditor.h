@@ -31,7 +31,7 @@ private:
     HostModel& m_host;
     std::function<QString(const QString&)> m_hostText;
     QComboBox* m_key;
-    std::array<QCheckBox*, 5> m_modifiers{};
+    std::array<QCheckBox*, 4> m_modifiers{};
     QLabel* m_problem;
     bool m_updating = false;
 };

@@ -114,9 +114,9 @@ VoicePage::VoicePage(HostModel& host, HostText hostText, QWidget* parent)
 }
 
 void VoicePage::retranslate() {
-    setHeading(tr("语音输入"), tr("将手机采集的声音传给 Mac 上的语音输入法。"));
+    setHeading(tr("语音输入"), tr("将手机采集的声音传给电脑上的语音输入法。"));
     m_microphoneCard->setTitle(tr("虚拟麦克风"));
-    m_microphoneCard->setInfo(tr("语音输入法中也需选择 Quillvane Microphone。安装后可能需要重启 Mac。"));
+    m_microphoneCard->setInfo(tr("语音输入法中也需选择 Quillvane Microphone。安装后可能需要重启电脑。"));
     setControlText(m_install, tr("安装 / 修复麦克风"));
     m_refused->setText(tr("请先结束语音，再安装麦克风"));
     m_deviceCard->setTitle(tr("音频输出设备"));
@@ -129,7 +129,7 @@ void VoicePage::retranslate() {
     m_modeCard->setTitle(tr("语音输入法的录音方式"));
     m_modeCard->setInfo(tr("松开手机按钮后结束语音；回车需要单独点击。"));
     setControlText(m_hold, tr("按住录音，松开停止"));
-    setControlText(m_toggle, tr("按一次开始，再按一次停止（Typeless）"));
+    setControlText(m_toggle, tr("按一次开始，再按一次停止"));
     m_delayCard->setTitle(tr("启动等待"));
     m_delay->setAccessibleName(tr("启动等待"));
     m_delayCard->setInfo(tr("如果语音开头缺字，可适当增加等待时间。"));

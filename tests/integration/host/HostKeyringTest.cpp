@@ -40,6 +40,10 @@ TEST_F(HostKeyring, aKeyringThatCannotSaveIsTheIssueUntilARotationSaves) {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
     environment.remove(QStringLiteral("DISPLAY"));
+    // The terminal speaks the interface language, which follows a Chinese desktop here.
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"})
+        environment.remove(QString::fromLatin1(name));
+    environment.insert(QStringLiteral("LANG"), QStringLiteral("zh_CN.UTF-8"));
     program.setProcessEnvironment(environment);
     program.start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {QStringLiteral("--headless")});
     QByteArray output;

@@ -60,20 +60,21 @@ TEST_F(AppStringsTest, followsTheChoiceAndTheDesktopAndRetranslatesLiveWidgets) 
     EXPECT_EQ(widget.shown, QStringLiteral("Starting"));
     EXPECT_EQ(m_settings.value(QStringLiteral("appLanguage")).toString(), QStringLiteral("en"));
     EXPECT_EQ(strings.issue(QStringLiteral("无法删除配对（-25300）")),
-              QStringLiteral("Could not delete the pairing（-25300）"));
+              QStringLiteral("Could not delete the pairing (-25300)"));
     EXPECT_EQ(strings.issue(QStringLiteral("Quillvane Microphone 不可用：设备类型不匹配")),
               QStringLiteral("Quillvane Microphone is unavailable: The device type does not match"));
     EXPECT_EQ(strings.issue(QStringLiteral("没有这条文字")), QStringLiteral("没有这条文字"));
-    // A detail in brackets stays as it is, or is translated where it is a text of its own.
+    // A detail in brackets stays as it is, or is translated where it is a text of its own; English
+    // brackets are ASCII.
     EXPECT_EQ(strings.issue(QStringLiteral("无法连接 Wayland 混成器（wayland-1）")),
-              QStringLiteral("Cannot connect to the Wayland compositor（wayland-1）"));
+              QStringLiteral("Cannot connect to the Wayland compositor (wayland-1)"));
     const QString nested = strings.issue(QStringLiteral(
         "这个 Wayland 桌面没有可以发送输入的接口：Quillvane 使用 GNOME 的远程桌面接口、KDE 的模拟输入和 "
         "wlroots 混成器的虚拟指针与键盘，其他桌面需要 /dev/uinput（无法通过 /dev/uinput 创建输入设备（No "
         "such device）（x））"));
     EXPECT_TRUE(nested.startsWith(QStringLiteral("Nothing can post input on this Wayland desktop")) &&
                 nested.endsWith(QStringLiteral(
-                    "/dev/uinput（Cannot create an input device through /dev/uinput（No such device）（x））")))
+                    "/dev/uinput (Cannot create an input device through /dev/uinput (No such device) (x))")))
         << nested.toStdString();
 
     // Back to following the desktop, whose list changes while the program runs.
