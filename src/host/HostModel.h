@@ -1,36 +1,39 @@
 #pragma once
 
 #include <QObject>
-#include <QPointer>
 #include <QSettings>
 #include <QString>
 #include <QTimer>
 
-#include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 
 #include "AudioSink.h"
+#include "HostSettings.h"
 #include "InputSink.h"
+#include "IssueBoard.h"
 #include "net/LinkAdmission.h"
 #include "pairing/PairingProfile.h"
-#include "protocol/WireMessage.h"
 #include "voice/VoiceShortcutMode.h"
 
 namespace quillvane {
 
+class ControllerSession;
+class InputHandler;
 class KeychainStore;
 class LinkListener;
-class SecureLink;
+class LinkReception;
+class MoveStatistics;
 class ServiceAdvertiser;
+class TimerClock;
 class VoiceRelay;
 
-// The host's one session object. It owns the listener and every accepted link, binds one
-// controller's control and audio channels, keeps them alive with heartbeats, routes each message
-// to input or voice, and publishes the state the user interface shows. Everything runs on the
-// main loop; links and timers refer back to the model only through guarded pointers.
+// The host as the user interface sees it: the state it shows (status, issue, pairing, connection,
+// voice, settings) and the parts that make it, wired together. The pairing key and its
+// advertisement are kept here; the links are received by LinkReception, the controller bound and
+// kept by ControllerSession, its messages handled by InputHandler and VoiceRelay. Everything runs
+// on the main loop.
 class HostModel : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
@@ -59,8 +62,6 @@ public:
     };
 
     static constexpr int maximumLinks = static_cast<int>(LinkAdmission::kCapacity);
-    static constexpr double handshakeDeadline = 10.0;
-    static constexpr double heartbeatLimit = 4.0;
 
     explicit HostModel(Services services, QObject* parent = nullptr);
     ~HostModel() override;
@@ -70,11 +71,11 @@ public:
     void disconnect();
     void rotatePairing();
     // Shows a problem found outside the session (an input backend that cannot post, say).
-    void reportIssue(const QString& issue) { setIssue(issue); }
+    void reportIssue(const QString& issue) { m_issues.show(issue); }
 
     QString status() const { return m_status; }
-    QString issue() const { return m_issue.value_or(QString()); }
-    bool hasIssue() const { return m_issue.has_value(); }
+    QString issue() const { return m_issues.issue().value_or(QString()); }
+    bool hasIssue() const { return m_issues.issue().has_value(); }
     bool connected() const { return m_connected; }
     bool speaking() const { return m_speaking; }
     const std::optional<PairingProfile>& profile() const { return m_profile; }
@@ -82,17 +83,17 @@ public:
     bool keyProtected() const;
     quint16 port() const;
     bool isStarted() const { return m_listener != nullptr; }
-    int linkCount() const { return static_cast<int>(m_links.size()); }
+    int linkCount() const;
 
-    QString deviceUID() const { return m_deviceUID; }
+    QString deviceUID() const { return m_settings.deviceUID(); }
     void setDeviceUID(const QString& uid);
-    qint64 hotkeyCode() const { return m_hotkeyCode; }
+    qint64 hotkeyCode() const { return m_settings.shortcut().code; }
     void setHotkeyCode(qint64 code);
-    quint64 hotkeyFlags() const { return m_hotkeyFlags; }
+    quint64 hotkeyFlags() const { return m_settings.shortcut().modifiers; }
     void setHotkeyFlags(quint64 flags);
-    double prepDelay() const { return m_prepDelay; }
+    double prepDelay() const { return m_settings.prepDelay(); }
     void setPrepDelay(double seconds);
-    VoiceShortcutMode shortcutMode() const { return m_shortcutMode; }
+    VoiceShortcutMode shortcutMode() const { return m_settings.shortcut().mode; }
     void setShortcutMode(VoiceShortcutMode mode);
 
     // The audio outputs offered for the voice, and the virtual microphone's state, as last read.
@@ -119,78 +120,44 @@ Q_SIGNALS:
     void microphoneStateChanged();
 
 private:
-    void loadSettings();
     void accept(qintptr descriptor);
-    // Keeps a started link that has no place and has sent nothing open outside the table.
-    void park(SecureLink* link);
-    void receive(const WireMessage& message, SecureLink* link);
-    void route(const WireMessage& message, SecureLink* link);
-    void handshake(const WireMessage& message, SecureLink* link);
-    void handleMove(const WireMessage& message);
-    void reject(SecureLink* link, WireMessage::Kind kind, const QString& reason);
-    void linkClosed(SecureLink* link, const std::optional<QString>& reason);
-    void tick();
-    void heartbeatReply(SecureLink* link);
-
-    void beginVoice(const WireMessage& message);
-    void abortVoice(const std::optional<QString>& reason);
-    void failVoice(const QString& reason);
-    bool voiceRunning() const;
-    void settingChanged();
+    // A new pairing profile, saved under "host" in the keychain; throws when it cannot be.
+    PairingProfile saveFreshProfile();
+    // Notifies a stored setting's change, if it changed. An utterance never continues with a
+    // shortcut or device other than the one it began with.
+    void settingChanged(bool changed, void (HostModel::*notify)());
+    // The status line follows the session: receiving voice, a phone bound, or waiting for one.
+    void updateStatus();
 
     void setStatus(const QString& status);
-    void setIssue(const QString& issue);
     void inputAvailabilityChanged();
-    // For problems that end by themselves (the keyring, the advertisement): `cause` remembers the
-    // text, and settling clears the issue if that text is still the one shown.
-    void raiseIssue(std::optional<QString>& cause, const QString& issue);
-    void settleIssue(std::optional<QString>& cause);
     void setConnected(bool connected);
     void setSpeaking(bool speaking);
-    bool isBound(const SecureLink* link) const;
-    double now() const { return m_services.uptime(); }
+    bool voiceRunning() const;
 
     Services m_services;
+    IssueBoard m_issues;
+    HostSettings m_settings;
+    std::unique_ptr<TimerClock> m_clock;
+    // Wraps the given input, when there is one; the session and the handlers post through it.
+    std::unique_ptr<MoveStatistics> m_input;
+    std::unique_ptr<ControllerSession> m_session;
+    std::unique_ptr<InputHandler> m_inputHandler;
+    // Present when input, audio and microphone services were given.
+    std::unique_ptr<VoiceRelay> m_voice;
+    std::unique_ptr<LinkReception> m_reception;
     std::unique_ptr<LinkListener> m_listener;
     std::unique_ptr<ServiceAdvertiser> m_advertiser;
-    LinkAdmission m_links;
-    // Connections that got no place, or lost theirs, before sending a byte (see park()).
-    std::deque<QPointer<SecureLink>> m_parked;
-    QPointer<SecureLink> m_control;
-    QPointer<SecureLink> m_audio;
-    std::optional<Uuid> m_clientID;
-    double m_heartbeat = 0;
     QTimer m_timer;
 
     QString m_status;
-    std::optional<QString> m_issue;
-    // Problems that end by themselves, while they last (see raiseIssue): the input backend's
-    // reason while it cannot post, the keyring's failure, the advertisement's.
-    std::optional<QString> m_inputIssue;
-    std::optional<QString> m_keychainIssue;
-    std::optional<QString> m_advertisementIssue;
     std::optional<PairingProfile> m_profile;
     bool m_connected = false;
     bool m_speaking = false;
+    bool m_receivingVoice = false;
 
-    QString m_deviceUID;
-    qint64 m_hotkeyCode = 49;
-    quint64 m_hotkeyFlags = 0xC0000;
-    double m_prepDelay = 0.3;
-    VoiceShortcutMode m_shortcutMode = VoiceShortcutMode::hold;
     std::vector<OutputDevice> m_devices;
     MicrophoneState m_microphoneState;
-
-    // Present when input, audio and microphone services were given.
-    std::unique_ptr<VoiceRelay> m_voice;
-
-    // Move statistics, logged once a second at most.
-    double m_timingStart = 0;
-    double m_timingLast = 0;
-    std::int64_t m_timingCount = 0;
-    std::int64_t m_timingBurst = 0;
-    double m_timingMaxGap = 0;
-    double m_timingMaxWork = 0;
 };
 
 } // namespace quillvane

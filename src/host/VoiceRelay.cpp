@@ -2,10 +2,10 @@
 
 #include <QLoggingCategory>
 #include <QPointer>
-#include <QTimer>
 
-#include <chrono>
-
+#include "Clock.h"
+#include "ControllerSession.h"
+#include "HostSettings.h"
 #include "protocol/PadError.h"
 #include "voice/VirtualMicrophonePolicy.h"
 #include "voice/VoiceReceiveFailure.h"
@@ -19,10 +19,6 @@ constexpr double kProgressInterval = 10.0;
 // Keeps the shortcut held and the output running while the last played buffer leaves the device.
 constexpr double kGrace = 0.2;
 
-std::chrono::milliseconds milliseconds(double seconds) {
-    return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
-}
-
 } // namespace
 
 std::string VoiceRelay::preferredDevice(const std::string& saved,
@@ -34,22 +30,34 @@ std::string VoiceRelay::preferredDevice(const std::string& saved,
         saved.empty() ? std::nullopt : std::optional<std::string>(saved), available);
 }
 
-VoiceRelay::VoiceRelay(InputSink& input, AudioSink& audio, MicrophoneInspector& microphone,
-                       std::function<double()> uptime, QObject* parent)
-    : QObject(parent), m_input(input), m_audio(audio), m_microphone(microphone),
-      m_uptime(std::move(uptime)) {
+VoiceRelay::VoiceRelay(ControllerSession& session, const HostSettings& settings,
+                       InputSink& input, AudioSink& audio, MicrophoneInspector& microphone,
+                       Clock& clock, QObject* parent)
+    : QObject(parent), m_session(session), m_settings(settings), m_input(input), m_audio(audio),
+      m_microphone(microphone), m_clock(clock) {
+    using Channel = ControllerSession::Channel;
+    const auto begin = [this](const WireMessage& message) { this->begin(message); };
+    const auto receive = [this](const WireMessage& message) { this->receive(message); };
+    session.route(Channel::control, WireMessage::Kind::voiceBegin, begin, false);
+    session.route(Channel::audio, std::nullopt, receive, false);
+    session.setVoice(this);
     m_audio.onFailure = [this](const std::string& text) {
         if (speaking())
-            Q_EMIT failed(QString::fromStdString(text));
+            m_session.fail(QString::fromStdString(text));
     };
 }
 
-VoiceRelay::~VoiceRelay() { m_audio.onFailure = nullptr; }
+VoiceRelay::~VoiceRelay() {
+    m_audio.onFailure = nullptr;
+    m_session.setVoice(nullptr);
+}
 
-void VoiceRelay::begin(const WireMessage& message, const std::string& deviceUID,
-                       const Shortcut& shortcut, double prepDelay) {
+double VoiceRelay::now() const { return m_clock.now(); }
+
+void VoiceRelay::begin(const WireMessage& message) {
     if (!message.session)
         throw PadError::invalid("音频缺少会话标识");
+    const std::string deviceUID = m_settings.deviceUID().toStdString();
     std::vector<OutputDevice> devices;
     std::string selected;
     const auto device = VirtualMicrophonePolicy::freshDevice(
@@ -73,15 +81,15 @@ void VoiceRelay::begin(const WireMessage& message, const std::string& deviceUID,
     m_audio.start(*device);
     m_input.endScroll();
     m_input.setDrag(false, false);
+    const HostSettings::Shortcut& shortcut = m_settings.shortcut();
     m_input.beginShortcut(shortcut.code, shortcut.modifiers, shortcut.mode);
 
-    QTimer::singleShot(milliseconds(prepDelay), Qt::PreciseTimer, this, [this, id] {
+    m_clock.after(m_settings.prepDelay(), this, [this, id] {
         if (m_voice.id() != id)
             return;
         WireMessage ready(WireMessage::Kind::voiceReady);
         ready.session = id;
-        if (sendControl)
-            sendControl(ready);
+        m_session.sendControl(ready);
         Q_EMIT receiving();
     });
 }
@@ -143,14 +151,13 @@ void VoiceRelay::finish(const Uuid& id) {
     if (m_finishingID == id)
         return;
     m_finishingID = id;
-    QTimer::singleShot(milliseconds(kGrace), Qt::PreciseTimer, this, [this, id] {
+    m_clock.after(kGrace, this, [this, id] {
         if (m_voice.id() != id)
             return;
         abort(std::nullopt);
         WireMessage done(WireMessage::Kind::voiceDone);
         done.session = id;
-        if (sendControl)
-            sendControl(done);
+        m_session.sendControl(done);
     });
 }
 
@@ -161,8 +168,8 @@ void VoiceRelay::abort(const std::optional<QString>& reason) {
     std::optional<std::string> why;
     if (reason)
         why = reason->toStdString();
-    if (const auto failure = m_voice.cancel(why); failure && sendControl)
-        sendControl(*failure);
+    if (const auto failure = m_voice.cancel(why))
+        m_session.sendControl(*failure);
     m_startedAt.reset();
     m_finishingID.reset();
     m_input.releaseShortcut();
@@ -171,15 +178,16 @@ void VoiceRelay::abort(const std::optional<QString>& reason) {
         Q_EMIT speakingChanged(false);
 }
 
-void VoiceRelay::tick(double now) {
+void VoiceRelay::tick() {
     if (!m_voice.id())
         return;
-    if (now - m_lastProgressAt >= kProgressInterval) {
-        m_lastProgressAt = now;
+    const double current = now();
+    if (current - m_lastProgressAt >= kProgressInterval) {
+        m_lastProgressAt = current;
         qCInfo(lcVoice).noquote() << QStringLiteral("Voice progress=") + progress();
     }
-    if (m_voice.expired(now))
-        Q_EMIT failed(QStringLiteral("音频超时，已释放语音快捷键"));
+    if (m_voice.expired(current))
+        m_session.fail(QStringLiteral("音频超时，已释放语音快捷键"));
 }
 
 void VoiceRelay::logRejected(const QString& detail) const {

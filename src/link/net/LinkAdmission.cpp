@@ -15,8 +15,8 @@ Q_LOGGING_CATEGORY(lcAdmission, "app.quillvane.LinkAdmission", QtInfoMsg)
 constexpr double kLogPeriod = 1.0;
 
 // Only links still in their handshake can lose their place.
-bool unfinished(const QPointer<SecureLink>& link) {
-    return link && !link->isClosed() && !link->isReady();
+bool unfinished(const QPointer<Link>& link) {
+    return link && !link->isClosed() && !link->isAuthenticated();
 }
 
 // IPv4 peers of the dual-stack listener arrive as IPv4-mapped IPv6 addresses; the log shows them
@@ -29,7 +29,7 @@ QHostAddress plain(const QHostAddress& address) {
 
 } // namespace
 
-LinkAdmission::Decision LinkAdmission::admit(SecureLink* link, double now) {
+LinkAdmission::Decision LinkAdmission::admit(Link* link, double now) {
     // A link deleted without a close left no close handler to take it out.
     std::erase_if(m_entries, [](const Entry& entry) { return entry.link.isNull(); });
 
@@ -115,14 +115,14 @@ void LinkAdmission::log(const QHostAddress& newcomer, const Entry* displaced, do
     m_refusedSinceLog = 0;
 }
 
-void LinkAdmission::remove(const SecureLink* link) {
+void LinkAdmission::remove(const Link* link) {
     std::erase_if(m_entries, [&](const Entry& entry) {
         return entry.link.isNull() || entry.link.data() == link;
     });
 }
 
-std::vector<QPointer<SecureLink>> LinkAdmission::takeAll() {
-    std::vector<QPointer<SecureLink>> links;
+std::vector<QPointer<Link>> LinkAdmission::takeAll() {
+    std::vector<QPointer<Link>> links;
     for (Entry& entry : m_entries)
         links.push_back(entry.link);
     m_entries.clear();

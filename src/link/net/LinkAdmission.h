@@ -7,12 +7,12 @@
 #include <QHostAddress>
 #include <QPointer>
 
-#include "net/SecureLink.h"
+#include "net/Link.h"
 
 namespace quillvane {
 
 // The host's table of links and who gets a place in it: at most `capacity` links in any state.
-// A link that finished its TLS handshake has proven it holds the pairing key and keeps its place
+// A link that is authenticated has proven it holds the pairing key and keeps its place
 // whatever arrives. Links still in their handshake share the rest per peer address: when the
 // table is full, a newcomer takes the place of the oldest unfinished link of the address holding
 // the most of them, but only when that address holds more than the newcomer's own would with the
@@ -27,24 +27,24 @@ public:
     // displaced link has already left the table; the caller ends it.
     struct Decision {
         bool admitted = false;
-        QPointer<SecureLink> displaced;
+        QPointer<Link> displaced;
     };
 
     explicit LinkAdmission(std::size_t capacity = kCapacity) : m_capacity(capacity) {}
 
     // Decides on `link` by its peer address and enters it when admitted. `now` is monotonic
     // seconds, for the log: one line a second at most, counting what happened in between.
-    Decision admit(SecureLink* link, double now);
+    Decision admit(Link* link, double now);
     // Forgets a link (closed or released); unknown links are ignored.
-    void remove(const SecureLink* link);
+    void remove(const Link* link);
     // Empties the table and hands back what it held, oldest first.
-    std::vector<QPointer<SecureLink>> takeAll();
+    std::vector<QPointer<Link>> takeAll();
 
     std::size_t size() const { return m_entries.size(); }
 
 private:
     struct Entry {
-        QPointer<SecureLink> link;
+        QPointer<Link> link;
         QHostAddress address;
     };
 

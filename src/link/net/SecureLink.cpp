@@ -59,7 +59,7 @@ SecureLink::Parameters SecureLink::parameters(const PairingProfile& profile) {
 
 SecureLink::SecureLink(std::unique_ptr<QSslSocket> socket, Parameters parameters,
                        std::chrono::milliseconds readyDeadline, QObject* parent)
-    : QObject(parent), m_id(randomUuid()), m_socket(std::move(socket)),
+    : Link(parent), m_id(randomUuid()), m_socket(std::move(socket)),
       m_parameters(std::move(parameters)), m_readyDeadline(readyDeadline) {
     m_socket->setSslConfiguration(m_parameters.configuration);
     // Pointer moves are tiny frames that must leave at once.

@@ -8,11 +8,11 @@
 
 #include <QByteArray>
 #include <QHostAddress>
-#include <QObject>
 #include <QSslConfiguration>
 #include <QString>
 #include <QTimer>
 
+#include "net/Link.h"
 #include "pairing/PairingProfile.h"
 #include "protocol/FrameDecoder.h"
 #include "protocol/Uuid.h"
@@ -26,9 +26,9 @@ namespace quillvane {
 // The host's end of one encrypted stream with a controller: TLS 1.2 with a pre-shared key over
 // one accepted TCP connection. It cuts the received stream into WireMessages, sends messages as
 // frames, and ends the connection on the first failure, reporting the reason once through
-// onClose. It knows nothing of the session protocol. Lives on the main thread; an owner releases
-// a link with deleteLater(), since a callback may run while the socket is still delivering.
-class SecureLink : public QObject {
+// onClose. It knows nothing of the session protocol. Authenticated once the TLS handshake has
+// finished, which only a peer holding the key can do.
+class SecureLink : public Link {
     Q_OBJECT
 
 public:
@@ -75,10 +75,11 @@ public:
 
     const Uuid& id() const { return m_id; }
     bool isReady() const { return m_ready; }
-    bool isClosed() const { return m_closed; }
+    bool isAuthenticated() const override { return m_ready; }
+    bool isClosed() const override { return m_closed; }
     // Whether the peer has sent nothing yet: no TLS session exists then.
-    bool isSilent() const { return !m_encryptionStarted; }
-    QHostAddress peerAddress() const;
+    bool isSilent() const override { return !m_encryptionStarted; }
+    QHostAddress peerAddress() const override;
     // Bytes written by the link that the kernel has not taken yet: frames still waiting for
     // encryption plus records waiting for the socket (these include TLS record overhead).
     std::int64_t outstanding() const;
@@ -87,20 +88,14 @@ public:
     // sent its first bytes: a connection that never speaks costs no TLS session, which is what
     // keeps a host that squatters connect to thousands of times a second responsive. Call once,
     // after the callbacks.
-    void start();
+    void start() override;
     // Queues one frame; silently dropped before ready and after close. Closes the link instead
     // when the message cannot be encoded or the backlog would pass kMaximumOutstanding.
-    void send(const WireMessage& message);
-    // Idempotent: the first call aborts the connection, clears the callbacks and then calls the
-    // onClose that was set, with `reason`.
-    void close(std::optional<QString> reason = {});
+    void send(const WireMessage& message) override;
+    // Aborts the connection (see Link::close).
+    void close(std::optional<QString> reason = {}) override;
 
     std::function<void()> onReady;
-    std::function<void(const WireMessage&)> onMessage;
-    std::function<void(const std::optional<QString>& reason)> onClose;
-    // Called once, when a started link's peer sends its first bytes, before the handshake starts
-    // on them; the callback may close the link instead.
-    std::function<void()> onFirstBytes;
 
 private:
     void handleEncrypted();
