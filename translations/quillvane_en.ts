@@ -4,6 +4,30 @@
 <context>
     <name>HostText</name>
     <message>
+        <source>无法生成浏览器连接证书</source>
+        <translation>Cannot make the certificate for browser connections</translation>
+    </message>
+    <message>
+        <source>浏览器未在时限内完成认证</source>
+        <translation>The browser did not authenticate in time</translation>
+    </message>
+    <message>
+        <source>浏览器认证失败</source>
+        <translation>The browser failed to authenticate</translation>
+    </message>
+    <message>
+        <source>浏览器未配对或已被撤销</source>
+        <translation>This browser is not paired, or its pairing was revoked</translation>
+    </message>
+    <message>
+        <source>浏览器配对码无效或已过期</source>
+        <translation>The browser pairing code is invalid or has expired</translation>
+    </message>
+    <message>
+        <source>浏览器</source>
+        <translation>Browser</translation>
+    </message>
+    <message>
         <source>电脑</source>
         <translation>Computer</translation>
     </message>

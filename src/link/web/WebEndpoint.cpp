@@ -1,0 +1,124 @@
+#include "WebEndpoint.h"
+
+#include <QLoggingCategory>
+#include <QSslSocket>
+#include <QWebSocket>
+#include <QWebSocketServer>
+
+#include "net/LinkListener.h"
+#include "web/BrowserRegistry.h"
+#include "web/WebConnection.h"
+#include "web/WebSocketLink.h"
+
+namespace quillvane {
+namespace {
+
+Q_LOGGING_CATEGORY(lcWeb, "app.quillvane.WebEndpoint", QtInfoMsg)
+
+QString peerKey(const QHostAddress& address, quint16 port) {
+    return address.toString() + QLatin1Char(' ') + QString::number(port);
+}
+
+} // namespace
+
+WebEndpoint::WebEndpoint(WebIdentity identity, BrowserRegistry& registry, std::function<double()> uptime,
+                         QString resourceRoot, QObject* parent)
+    : QObject(parent), m_registry(registry), m_uptime(std::move(uptime)), m_resourceRoot(std::move(resourceRoot)),
+      m_sockets(std::make_unique<QWebSocketServer>(QStringLiteral("Quillvane"), QWebSocketServer::NonSecureMode)) {
+    m_configuration = QSslConfiguration::defaultConfiguration();
+    m_configuration.setProtocol(QSsl::TlsV1_2OrLater);
+    m_configuration.setLocalCertificate(identity.certificate);
+    m_configuration.setPrivateKey(identity.key);
+    m_configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    // HTTP/1.1 only: the WebSocket upgrade is an HTTP/1.1 request.
+    m_configuration.setAllowedNextProtocols({QByteArray(QSslConfiguration::NextProtocolHttp1_1)});
+    connect(m_sockets.get(), &QWebSocketServer::newConnection, this, &WebEndpoint::upgraded);
+}
+
+WebEndpoint::~WebEndpoint() { close(); }
+
+bool WebEndpoint::listen(quint16 port) {
+    close();
+    // The listener's own TLS parameters stay unused: it only hands over descriptors here.
+    m_listener = std::make_unique<LinkListener>(SecureLink::Parameters{});
+    m_listener->onConnection = [this](qintptr descriptor) { accept(descriptor); };
+    if ((port != 0 && m_listener->listen(QHostAddress::Any, port)) || m_listener->listen(QHostAddress::Any, 0)) {
+        qCInfo(lcWeb, "Browser endpoint listening on port %u", m_listener->serverPort());
+        return true;
+    }
+    qCWarning(lcWeb).noquote() << "Browser endpoint cannot listen:" << m_listener->errorString();
+    m_listener.reset();
+    return false;
+}
+
+quint16 WebEndpoint::port() const { return m_listener ? m_listener->serverPort() : 0; }
+
+void WebEndpoint::close() {
+    m_listener.reset();
+    for (auto& connection : m_pending)
+        if (connection)
+            connection->deleteLater();
+    m_pending.clear();
+    m_userAgents.clear();
+}
+
+void WebEndpoint::accept(qintptr descriptor) {
+    std::erase_if(m_pending, [](const QPointer<WebConnection>& connection) { return !connection; });
+    if (m_pending.size() >= kMaximumPending) {
+        if (auto oldest = m_pending.front()) {
+            oldest->onDone = nullptr;
+            oldest->abort();
+            oldest->deleteLater();
+        }
+        m_pending.pop_front();
+    }
+    auto* connection = new WebConnection(descriptor, m_configuration, m_resourceRoot, kRequestDeadline,
+                                         kMaximumRequests, this);
+    QPointer<WebConnection> guard(connection);
+    connection->onDone = [guard] {
+        if (guard)
+            guard->deleteLater();
+    };
+    connection->onUpgrade = [this, guard] {
+        if (guard)
+            upgrade(guard);
+    };
+    m_pending.push_back(guard);
+}
+
+void WebEndpoint::upgrade(WebConnection* connection) {
+    std::unique_ptr<QSslSocket> socket = connection->takeSocket();
+    // Entries of handshakes the WebSocket server dropped would otherwise stay.
+    if (m_userAgents.size() >= kMaximumPending)
+        m_userAgents.clear();
+    m_userAgents[peerKey(socket->peerAddress(), socket->peerPort())] = connection->userAgent();
+    connection->deleteLater();
+    // The WebSocket server reads the request again from the socket and takes it over.
+    m_sockets->handleConnection(socket.release());
+}
+
+void WebEndpoint::upgraded() {
+    while (QWebSocket* raw = m_sockets->nextPendingConnection()) {
+        std::unique_ptr<QWebSocket> socket(raw);
+        const QString key = peerKey(socket->peerAddress(), socket->peerPort());
+        const QString userAgent = m_userAgents.contains(key) ? m_userAgents.at(key) : QString();
+        m_userAgents.erase(key);
+        auto* link = new WebSocketLink(std::move(socket), m_registry, userAgent, m_uptime);
+        link->onPaired = [this](const BrowserCredential& browser) {
+            if (onRegistryChanged)
+                onRegistryChanged();
+            if (onBrowserPaired)
+                onBrowserPaired(browser.name);
+        };
+        link->onAuthenticated = [this] {
+            if (onRegistryChanged)
+                onRegistryChanged();
+        };
+        if (onLink)
+            onLink(link);
+        else
+            delete link;
+    }
+}
+
+} // namespace quillvane

@@ -1,0 +1,197 @@
+// The browser endpoint on loopback with real TLS: the page's files, what it refuses, and browser
+// pairing and authentication over a real WebSocket client. openssl s_client checks the
+// certificate from outside.
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSslSocket>
+#include <QTemporaryDir>
+#include <QtCore/qtestsupport_core.h>
+#include <QWebSocket>
+
+#include <memory>
+
+#include "web/BrowserProof.h"
+#include "web/BrowserRegistry.h"
+#include "web/WebEndpoint.h"
+#include "web/WebSocketLink.h"
+
+using namespace quillvane;
+
+namespace {
+
+constexpr int kGenerousMs = 10000;
+
+class WebEndpointTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_files.isValid());
+        QFile index(m_files.filePath(QStringLiteral("index.html")));
+        ASSERT_TRUE(index.open(QIODevice::WriteOnly));
+        index.write("<!doctype html><script type=module src=app.js></script>");
+        index.close();
+        m_endpoint = std::make_unique<WebEndpoint>(WebIdentity::create(QStringLiteral("Test")), m_registry,
+                                                   [this] { return m_now; }, m_files.path());
+        m_endpoint->onLink = [this](WebSocketLink* link) {
+            m_links.emplace_back(link);
+            link->onMessage = [this](const WireMessage& message) { m_received.push_back(message); };
+            link->start();
+        };
+        ASSERT_TRUE(m_endpoint->listen(0));
+        m_origin = QStringLiteral("https://127.0.0.1:%1").arg(m_endpoint->port());
+    }
+
+    // One raw request over TLS; the whole answer, once the endpoint closed or went quiet. The
+    // endpoint answers on this thread, so the client waits in the event loop, never blocking it.
+    QByteArray fetch(const QByteArray& request) {
+        QSslSocket socket;
+        QByteArray answer;
+        QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [&] { socket.ignoreSslErrors(); });
+        QObject::connect(&socket, &QSslSocket::encrypted, &socket, [&] { socket.write(request); });
+        QObject::connect(&socket, &QSslSocket::readyRead, &socket, [&] { answer += socket.readAll(); });
+        socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), m_endpoint->port());
+        // A kept-alive connection ends by the client after a quiet while.
+        if (!QTest::qWaitFor([&] { return socket.state() == QAbstractSocket::UnconnectedState; }, 2000))
+            socket.abort();
+        return answer;
+    }
+
+    struct Page {
+        QWebSocket socket;
+        std::vector<QJsonObject> steps;
+        bool closed = false;
+        explicit Page(const QString& origin) : socket(origin) {
+            QObject::connect(&socket, &QWebSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
+            QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket,
+                             [this](const QString& text) { steps.push_back(QJsonDocument::fromJson(text.toUtf8()).object()); });
+            QObject::connect(&socket, &QWebSocket::disconnected, &socket, [this] { closed = true; });
+        }
+        bool awaitStep(std::size_t count) {
+            return QTest::qWaitFor([&] { return steps.size() >= count || closed; }, kGenerousMs) && steps.size() >= count;
+        }
+        QString type(std::size_t i) const { return steps.at(i).value(QStringLiteral("type")).toString(); }
+        void send(const QJsonObject& step) { socket.sendTextMessage(QString::fromUtf8(QJsonDocument(step).toJson())); }
+    };
+
+    std::unique_ptr<Page> open(const QString& origin) {
+        auto page = std::make_unique<Page>(origin);
+        page->socket.open(QUrl(QStringLiteral("wss://127.0.0.1:%1/ws").arg(m_endpoint->port())));
+        return page;
+    }
+
+    // Proves `credential` on a page that got its challenge; returns the host's answer.
+    static void prove(Page& page, const QString& id, const QByteArray& secret, QByteArray* pageNonce) {
+        const QByteArray hostNonce =
+            QByteArray::fromBase64(page.steps.at(0).value(QStringLiteral("nonce")).toString().toLatin1());
+        *pageNonce = QByteArray(32, '\x42');
+        page.send({{QStringLiteral("type"), QStringLiteral("prove")},
+                   {QStringLiteral("id"), id},
+                   {QStringLiteral("nonce"), QString::fromLatin1(pageNonce->toBase64())},
+                   {QStringLiteral("proof"), QString::fromLatin1(BrowserProof::page(secret, hostNonce, *pageNonce).toBase64())}});
+    }
+
+    QTemporaryDir m_files;
+    BrowserRegistry m_registry;
+    double m_now = 1000;
+    std::unique_ptr<WebEndpoint> m_endpoint;
+    std::vector<std::unique_ptr<WebSocketLink>> m_links;
+    std::vector<WireMessage> m_received;
+    QString m_origin;
+};
+
+TEST_F(WebEndpointTest, servesOnlyThePageFilesWithAStrictPolicyOnAnEcdsaCertificate) {
+    const QByteArray page = fetch("GET / HTTP/1.1\r\nHost: h\r\nConnection: close\r\n\r\n");
+    EXPECT_TRUE(page.startsWith("HTTP/1.1 200 OK\r\n")) << page.left(200).toStdString();
+    EXPECT_TRUE(page.contains("Content-Security-Policy: default-src 'none'; script-src 'self' 'wasm-unsafe-eval'"));
+    EXPECT_TRUE(page.contains("Content-Type: text/html; charset=utf-8"));
+    EXPECT_TRUE(page.endsWith("<script type=module src=app.js></script>"));
+    // Two requests on one connection, the second for a file that is not there.
+    const QByteArray both = fetch("GET /index.html HTTP/1.1\r\nHost: h\r\n\r\nGET /../etc/passwd HTTP/1.1\r\nHost: h\r\n\r\n");
+    EXPECT_EQ(both.count("HTTP/1.1 200 OK"), 1);
+    EXPECT_TRUE(both.contains("HTTP/1.1 404 Not Found")) << both.toStdString();
+    EXPECT_TRUE(fetch("DELETE / HTTP/1.1\r\nHost: h\r\n\r\n").startsWith("HTTP/1.1 405"));
+    EXPECT_TRUE(fetch("GET /ws HTTP/1.1\r\nHost: h\r\n\r\n").startsWith("HTTP/1.1 426"));
+
+    QProcess openssl;
+    openssl.start(QStringLiteral("openssl"), {QStringLiteral("s_client"), QStringLiteral("-connect"),
+                                              QStringLiteral("127.0.0.1:%1").arg(m_endpoint->port())});
+    openssl.closeWriteChannel();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return openssl.state() == QProcess::NotRunning; }, kGenerousMs));
+    const QString seen = QString::fromUtf8(openssl.readAllStandardOutput());
+    EXPECT_TRUE(seen.contains(QStringLiteral("Server public key is 256 bit"))) << seen.toStdString();
+    EXPECT_TRUE(seen.contains(QStringLiteral("CN = Quillvane Test")));
+}
+
+TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMessages) {
+    const QString token = m_registry.issueToken(m_now);
+    auto page = open(m_origin);
+    ASSERT_TRUE(page->awaitStep(1));
+    EXPECT_EQ(page->type(0), QStringLiteral("challenge"));
+    page->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
+    ASSERT_TRUE(page->awaitStep(2));
+    ASSERT_EQ(page->type(1), QStringLiteral("credential"));
+    const QString id = page->steps[1].value(QStringLiteral("id")).toString();
+    const QByteArray secret = QByteArray::fromBase64(page->steps[1].value(QStringLiteral("secret")).toString().toLatin1());
+    QByteArray pageNonce;
+    prove(*page, id, secret, &pageNonce);
+    ASSERT_TRUE(page->awaitStep(3));
+    ASSERT_EQ(page->type(2), QStringLiteral("proven"));
+    const QByteArray hostNonce = QByteArray::fromBase64(page->steps[0].value(QStringLiteral("nonce")).toString().toLatin1());
+    EXPECT_EQ(QByteArray::fromBase64(page->steps[2].value(QStringLiteral("proof")).toString().toLatin1()),
+              BrowserProof::host(secret, pageNonce, hostNonce));
+    ASSERT_EQ(m_links.size(), 1);
+    EXPECT_TRUE(m_links[0]->isAuthenticated());
+    page->socket.sendTextMessage(QStringLiteral(R"({"kind":"heartbeat","version":1})"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !m_received.empty(); }, kGenerousMs));
+    EXPECT_EQ(m_received[0].kind, WireMessage::Kind::heartbeat);
+
+    // The same token again, a replayed proof on a new socket, and a revoked browser.
+    auto again = open(m_origin);
+    ASSERT_TRUE(again->awaitStep(1));
+    again->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
+    ASSERT_TRUE(again->awaitStep(2));
+    EXPECT_EQ(again->type(1), QStringLiteral("refused"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return again->closed; }, kGenerousMs));
+
+    auto replay = open(m_origin);
+    ASSERT_TRUE(replay->awaitStep(1));
+    replay->send({{QStringLiteral("type"), QStringLiteral("prove")},
+                  {QStringLiteral("id"), id},
+                  {QStringLiteral("nonce"), QString::fromLatin1(pageNonce.toBase64())},
+                  {QStringLiteral("proof"), QString::fromLatin1(BrowserProof::page(secret, hostNonce, pageNonce).toBase64())}});
+    ASSERT_TRUE(replay->awaitStep(2));
+    EXPECT_EQ(replay->type(1), QStringLiteral("refused")) << "a proof for another challenge passed";
+
+    m_registry.revoke(id);
+    auto revoked = open(m_origin);
+    ASSERT_TRUE(revoked->awaitStep(1));
+    prove(*revoked, id, secret, &pageNonce);
+    ASSERT_TRUE(revoked->awaitStep(2));
+    EXPECT_EQ(revoked->type(1), QStringLiteral("refused"));
+}
+
+TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverProves) {
+    auto foreign = open(QStringLiteral("https://evil.example"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return foreign->closed; }, kGenerousMs));
+    EXPECT_TRUE(foreign->steps.empty());
+    EXPECT_TRUE(m_links.empty()) << "a foreign page got a WebSocket";
+
+    const QString token = m_registry.issueToken(m_now);
+    m_now += BrowserRegistry::kTokenLifetime + 1;
+    auto late = open(m_origin);
+    ASSERT_TRUE(late->awaitStep(1));
+    late->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
+    ASSERT_TRUE(late->awaitStep(2));
+    EXPECT_EQ(late->type(1), QStringLiteral("refused"));
+
+    auto silent = open(m_origin);
+    ASSERT_TRUE(silent->awaitStep(1));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return silent->closed; }, kGenerousMs)) << "an unproven socket stayed open";
+    EXPECT_EQ(silent->type(silent->steps.size() - 1), QStringLiteral("refused"));
+}
+
+} // namespace
