@@ -44,4 +44,4 @@ deb: bootstrap
 	@scripts/deb
 
 clean:
-	rm -rf build build-fuzz build-asan
+	rm -rf build build-fuzz build-asan build-wasm

@@ -26,6 +26,8 @@ struct QuickInput {
     // The saved list, without invalid entries and without repeated ids (the first one stays).
     // Text that does not decode gives an empty list.
     static std::vector<QuickInput> load(std::string_view json);
+    // The same rules for a list already read.
+    static std::vector<QuickInput> fromStored(std::vector<QuickInput> stored);
 
     // JSON array text; throws JsonError for a label or text that is not valid UTF-8.
     static std::string encode(const std::vector<QuickInput>& inputs);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "protocol/JsonReader.h"
 #include "protocol/JsonWriter.h"
 
 namespace quillvane {
@@ -34,50 +33,6 @@ constexpr std::array<DefaultKey, QuickKey::keyCount> kDefaultKeys = {{
     {"↵", 36, 0},
 }};
 
-QuickKey readKey(json::Value& value) {
-    auto object = json::take(value.get_object(), "quickKey");
-    std::optional<Uuid> id;
-    std::optional<std::string> label;
-    std::optional<std::uint16_t> code;
-    std::optional<std::uint64_t> flags;
-    for (auto field : object) {
-        auto member = json::take(std::move(field), "quickKey");
-        const std::string_view key = json::take(member.unescaped_key(), "quickKey");
-        json::Value inner = json::take(member.value(), key);
-        if (key == "id")
-            id = json::readUuid(inner, key);
-        else if (key == "label")
-            label = json::readString(inner, key);
-        else if (key == "code")
-            code = json::readUInt16(inner, key);
-        else if (key == "flags")
-            flags = json::readUInt64(inner, key);
-        else
-            json::consume(inner, key);
-    }
-    if (!id)
-        json::missingKey("id");
-    if (!label)
-        json::missingKey("label");
-    if (!code)
-        json::missingKey("code");
-    if (!flags)
-        json::missingKey("flags");
-    return QuickKey{*id, std::move(*label), *code, *flags};
-}
-
-std::vector<QuickKey> decode(std::string_view text) {
-    return json::parse(text, [](json::Document& document) {
-        std::vector<QuickKey> keys;
-        auto array = json::take(document.get_array(), "quickKeys");
-        for (auto element : array) {
-            json::Value value = json::take(std::move(element), "quickKeys");
-            keys.push_back(readKey(value));
-        }
-        return keys;
-    });
-}
-
 } // namespace
 
 std::vector<QuickKey> QuickKey::defaults(const UuidSource& newId) {
@@ -88,13 +43,7 @@ std::vector<QuickKey> QuickKey::defaults(const UuidSource& newId) {
     return keys;
 }
 
-std::vector<QuickKey> QuickKey::load(std::string_view json, const UuidSource& newId) {
-    std::vector<QuickKey> stored;
-    try {
-        stored = decode(json);
-    } catch (const JsonError&) {
-        return defaults(newId);
-    }
+std::vector<QuickKey> QuickKey::fromStored(std::vector<QuickKey> stored, const UuidSource& newId) {
     if (stored.size() == keyCount)
         return stored;
     const QuickKeyRow middle = rowRanges[1];

@@ -43,6 +43,8 @@ struct QuickKey {
     // the middle row of the defaults; anything else, or text that does not decode, gives the
     // defaults. `newId` is called only when defaults are needed.
     static std::vector<QuickKey> load(std::string_view json, const UuidSource& newId);
+    // The same rules for a list already read.
+    static std::vector<QuickKey> fromStored(std::vector<QuickKey> stored, const UuidSource& newId);
 
     // JSON array text; throws JsonError for a label that is not valid UTF-8.
     static std::string encode(const std::vector<QuickKey>& keys);

@@ -27,7 +27,8 @@ TrackpadVector minus(TrackpadVector a, TrackpadVector b) { return {a.x - b.x, a.
 } // namespace
 
 TrackpadGesture::Finger* TrackpadGesture::finger(std::int64_t id) {
-    const auto it = std::ranges::find(m_fingers, id, &Finger::id);
+    const auto it =
+        std::find_if(m_fingers.begin(), m_fingers.end(), [id](const Finger& f) { return f.id == id; });
     return it == m_fingers.end() ? nullptr : &*it;
 }
 

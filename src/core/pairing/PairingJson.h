@@ -1,14 +1,15 @@
 #pragma once
 
-// JSON reading and writing shared by the pairing types' sources (simdjson is private to the core;
-// nothing outside src/core/pairing includes this header).
+// JSON reading shared by the pairing types (simdjson is private to the core; nothing outside
+// src/core/pairing includes this header). PairingJson.cpp also holds the types' fromJson and
+// decodeStored, apart from their rules, because the WebAssembly build of the controller half
+// does without simdjson.
 
 #include <string_view>
 
 #include <simdjson.h>
 
 #include "pairing/PairingProfile.h"
-#include "protocol/JsonWriter.h"
 
 namespace quillvane::pairing_json {
 
@@ -23,6 +24,5 @@ std::string_view readString(simdjson::dom::element element, std::string_view key
 Uuid readUuid(simdjson::dom::element element, std::string_view key);
 
 PairingProfile readProfile(simdjson::dom::element element);
-void writeProfile(JsonWriter& writer, const PairingProfile& profile);
 
 } // namespace quillvane::pairing_json

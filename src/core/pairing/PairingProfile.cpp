@@ -2,7 +2,6 @@
 
 #include <vector>
 
-#include "pairing/PairingJson.h"
 #include "protocol/JsonWriter.h"
 #include "protocol/PadError.h"
 #include "protocol/Unicode.h"
@@ -248,12 +247,19 @@ PairingProfile PairingProfile::parse(std::string_view text) {
 std::string PairingProfile::toJson() const {
     std::string out;
     JsonWriter writer(out);
-    pairing_json::writeProfile(writer, *this);
+    writeJson(writer);
     return out;
 }
 
-PairingProfile PairingProfile::fromJson(std::string_view json) {
-    return pairing_json::readProfile(pairing_json::parseDocument(json));
+void PairingProfile::writeJson(JsonWriter& writer) const {
+    writer.beginObject();
+    writer.key("id");
+    writer.uuid(id);
+    writer.key("name");
+    writer.string(name);
+    writer.key("secret");
+    writer.string(secret);
+    writer.endObject();
 }
 
 } // namespace quillvane

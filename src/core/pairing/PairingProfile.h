@@ -10,6 +10,8 @@
 
 namespace quillvane {
 
+class JsonWriter;
+
 // Everything a Mac and a phone share to trust each other: the pairing id (also the TLS PSK identity
 // and the DNS-SD instance name), the Mac's display name and the 256-bit key as 64 lower-case hex
 // digits. Fields are stored as given; whether the key is usable is keyData()'s verdict, and every
@@ -44,6 +46,8 @@ struct PairingProfile {
     // UTF-8; fromJson requires all three keys and throws JsonError otherwise. Neither checks the
     // secret: that is keyData()'s job, and the callers decide which text to show.
     std::string toJson() const;
+    // The stored form as one value of a larger document (the pairing history's list).
+    void writeJson(JsonWriter& writer) const;
     static PairingProfile fromJson(std::string_view json);
 };
 

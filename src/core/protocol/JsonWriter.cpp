@@ -5,6 +5,7 @@
 
 #include "protocol/Base64.h"
 #include "protocol/PadError.h"
+#include "protocol/ShortestDouble.h"
 #include "protocol/Unicode.h"
 #include "protocol/Uuid.h"
 
@@ -81,10 +82,8 @@ void JsonWriter::number(double value) {
     if (!std::isfinite(value))
         throw JsonError("JSON encoding failed: a number is not finite");
     separate();
-    char buffer[32];
-    // Shortest text that reads back as the same double.
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    m_out.append(buffer, result.ptr);
+    char buffer[kShortestDoubleSize];
+    m_out.append(buffer, formatShortestDouble(value, buffer));
 }
 
 void JsonWriter::integer(std::int64_t value) {

@@ -26,7 +26,15 @@ public:
     std::string toString() const;
     const Bytes16& bytes() const { return m_bytes; }
 
-    friend constexpr auto operator<=>(const Uuid&, const Uuid&) = default;
+    friend constexpr bool operator==(const Uuid&, const Uuid&) = default;
+    // Byte by byte, written out because the WebAssembly build's C++ library has no <=> for
+    // std::array.
+    friend constexpr std::strong_ordering operator<=>(const Uuid& a, const Uuid& b) {
+        for (std::size_t i = 0; i < a.m_bytes.size(); ++i)
+            if (a.m_bytes[i] != b.m_bytes[i])
+                return a.m_bytes[i] <=> b.m_bytes[i];
+        return std::strong_ordering::equal;
+    }
 
 private:
     Bytes16 m_bytes{};
@@ -37,9 +45,10 @@ private:
 template <>
 struct std::hash<quillvane::Uuid> {
     std::size_t operator()(const quillvane::Uuid& id) const noexcept {
-        std::size_t h = 1469598103934665603ull;
+        // 64-bit FNV-1a, folded to the platform's size_t (32 bits in WebAssembly).
+        std::uint64_t h = 1469598103934665603ull;
         for (auto b : id.bytes())
             h = (h ^ b) * 1099511628211ull;
-        return h;
+        return static_cast<std::size_t>(h ^ (h >> 32));
     }
 };

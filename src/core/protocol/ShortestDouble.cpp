@@ -1,0 +1,139 @@
+#include "ShortestDouble.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+namespace quillvane {
+
+namespace {
+
+// The n significant digits (1 to 17) of `value` correctly rounded, and their decimal exponent.
+struct Decimal {
+    char digits[18] = {};
+    int count = 0;
+    int exponent = 0;
+};
+
+Decimal nearest(double value, int count) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.*e", count - 1, value);
+    Decimal d;
+    d.count = count;
+    d.digits[0] = text[0];
+    if (count > 1)
+        std::memcpy(d.digits + 1, text + 2, static_cast<std::size_t>(count - 1));
+    d.exponent = std::atoi(text + (count > 1 ? count + 2 : 2));
+    return d;
+}
+
+bool readsBack(double value, const Decimal& d) {
+    char text[40];
+    std::memcpy(text, d.digits, static_cast<std::size_t>(d.count));
+    std::snprintf(text + d.count, sizeof text - static_cast<std::size_t>(d.count), "e%d",
+                  d.exponent - (d.count - 1));
+    return std::strtod(text, nullptr) == value;
+}
+
+// The same number of digits one unit higher or lower in the last place; false when that would
+// change the number of digits.
+bool neighbour(Decimal& d, int step) {
+    int i = d.count - 1;
+    const char wrap = step > 0 ? '9' : '0';
+    while (i >= 0 && d.digits[i] == wrap)
+        d.digits[i--] = step > 0 ? '0' : '9';
+    if (i < 0)
+        return false;
+    d.digits[i] = static_cast<char>(d.digits[i] + step);
+    return d.digits[0] != '0';
+}
+
+// The fewest digits that read back. If the nearest decimal with n digits reads back, so does the
+// nearest with n + 1, which allows a search; most doubles of pointer motion need 16 or 17.
+Decimal shortest(double value) {
+    const auto fits = [&](int count) { return readsBack(value, nearest(value, count)); };
+    int count = 17;
+    if (fits(16)) {
+        count = 16;
+        if (fits(15)) {
+            int low = 1;
+            count = 15;
+            while (low < count) {
+                const int middle = (low + count) / 2;
+                if (fits(middle))
+                    count = middle;
+                else
+                    low = middle + 1;
+            }
+        }
+    }
+    Decimal best = nearest(value, count);
+    // At a power of two the doubles below are twice as dense as above, and a neighbour of the
+    // nearest decimal one digit shorter may read back where the nearest does not.
+    int binaryExponent = 0;
+    if (count > 1 && std::frexp(value, &binaryExponent) == 0.5) {
+        const Decimal shorter = nearest(value, count - 1);
+        for (const int step : {-1, 1}) {
+            Decimal candidate = shorter;
+            if (neighbour(candidate, step) && readsBack(value, candidate))
+                return candidate;
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+std::size_t formatShortestDouble(double value, char* out) {
+    char* p = out;
+    if (std::signbit(value)) {
+        *p++ = '-';
+        value = -value;
+    }
+    if (value == 0) {
+        *p++ = '0';
+        return static_cast<std::size_t>(p - out);
+    }
+    Decimal d = shortest(value);
+    int n = d.count;
+    while (n > 1 && d.digits[n - 1] == '0')
+        --n;
+    const int e = d.exponent;
+    const auto copy = [&](int from, int count) {
+        std::memcpy(p, d.digits + from, static_cast<std::size_t>(count));
+        p += count;
+    };
+
+    char exponentText[8];
+    const int exponentLength =
+        std::snprintf(exponentText, sizeof exponentText, "e%c%02d", e < 0 ? '-' : '+', std::abs(e));
+    const int scientificLength = n + (n > 1 ? 1 : 0) + exponentLength;
+    const int fixedLength = e >= 0 ? (n <= e + 1 ? e + 1 : n + 1) : 1 - e + n;
+    if (fixedLength > scientificLength) {
+        *p++ = d.digits[0];
+        if (n > 1) {
+            *p++ = '.';
+            copy(1, n - 1);
+        }
+        std::memcpy(p, exponentText, static_cast<std::size_t>(exponentLength));
+        p += exponentLength;
+    } else if (e < 0) {
+        *p++ = '0';
+        *p++ = '.';
+        for (int i = 0; i < -e - 1; ++i)
+            *p++ = '0';
+        copy(0, n);
+    } else if (n <= e + 1) {
+        // A whole number: of the decimals of this length the exact one is nearest.
+        p += std::snprintf(p, kShortestDoubleSize - 1, "%.0f", value);
+    } else {
+        copy(0, e + 1);
+        *p++ = '.';
+        copy(e + 1, n - e - 1);
+    }
+    return static_cast<std::size_t>(p - out);
+}
+
+} // namespace quillvane
