@@ -36,11 +36,11 @@
         <translation>The computer took too long to start; the audio buffer is full</translation>
     </message>
     <message>
-        <source>Mac 已连接其他控制端，或连接顺序错误</source>
+        <source>电脑已连接其他控制端，或连接顺序错误</source>
         <translation>The computer is connected to another controller, or the channels connected in the wrong order</translation>
     </message>
     <message>
-        <source>Mac 语音设置已改变，请重新开始</source>
+        <source>电脑语音设置已改变，请重新开始</source>
         <translation>The voice settings on the computer changed; please start again</translation>
     </message>
     <message>
@@ -72,7 +72,7 @@
         <translation>Quillvane Microphone is ready</translation>
     </message>
     <message>
-        <source>iPhone 已连接</source>
+        <source>手机已连接</source>
         <translation>Phone connected</translation>
     </message>
     <message>
@@ -204,7 +204,7 @@
         <translation>The message is too large</translation>
     </message>
     <message>
-        <source>等待 iPhone 连接</source>
+        <source>等待手机连接</source>
         <translation>Waiting for the phone to connect</translation>
     </message>
     <message>
@@ -248,7 +248,7 @@
         <translation>The voice message is already finishing; please start again</translation>
     </message>
     <message>
-        <source>请先在 Mac 选择虚拟音频输出设备</source>
+        <source>请先在电脑选择虚拟音频输出设备</source>
         <translation>First choose the virtual audio output device on the computer</translation>
     </message>
     <message>

@@ -27,7 +27,7 @@ ControllerSession::ControllerSession(Clock& clock, InputSink* input,
     route(Channel::control, Kind::cancel, [this](const WireMessage&) { cancel(); }, false);
     route(Channel::control, Kind::heartbeat, [this](const WireMessage&) { heartbeat(); }, false);
     route(Channel::control, Kind::voiceBegin,
-          [](const WireMessage&) { refuse("请先在 Mac 选择虚拟音频输出设备"); }, false);
+          [](const WireMessage&) { refuse("请先在电脑选择虚拟音频输出设备"); }, false);
     route(Channel::control, std::nullopt, [](const WireMessage&) { refuse("无效控制消息"); });
     route(Channel::audio, std::nullopt, [](const WireMessage&) { refuse("无效音频消息"); }, false);
 }
@@ -59,7 +59,7 @@ void ControllerSession::handshake(Link& link, const WireMessage& message) {
                message.client == m_clientID) {
         m_audio = &link;
     } else {
-        refuse("Mac 已连接其他控制端，或连接顺序错误");
+        refuse("电脑已连接其他控制端，或连接顺序错误");
     }
     WireMessage welcome(Kind::welcome);
     welcome.doubleClickInterval = m_doubleClickInterval();

@@ -22,8 +22,8 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcConnection, "app.quillvane.HostConnection", QtInfoMsg)
 
-const QString kWaiting = QStringLiteral("等待 iPhone 连接");
-const QString kControllerConnected = QStringLiteral("iPhone 已连接");
+const QString kWaiting = QStringLiteral("等待手机连接");
+const QString kControllerConnected = QStringLiteral("手机已连接");
 const QString kReceivingVoice = QStringLiteral("正在接收手机语音");
 
 constexpr std::chrono::seconds kTickInterval{1};
@@ -118,7 +118,7 @@ void HostModel::settingChanged(bool changed, void (HostModel::*notify)()) {
         return;
     Q_EMIT(this->*notify)();
     if (m_voice)
-        m_voice->abort(QStringLiteral("Mac 语音设置已改变，请重新开始"));
+        m_voice->abort(QStringLiteral("电脑语音设置已改变，请重新开始"));
 }
 
 void HostModel::refreshAudio() {
@@ -278,7 +278,7 @@ void HostModel::disconnect() { m_session->disconnect(); }
 
 PairingProfile HostModel::saveFreshProfile() {
     const std::string name = m_services.computerName ? m_services.computerName() : "";
-    PairingProfile fresh = m_services.keychain->create(name.empty() ? "Mac" : name);
+    PairingProfile fresh = m_services.keychain->create(name.empty() ? "电脑" : name);
     m_services.keychain->save(fresh, "host");
     return fresh;
 }

@@ -65,7 +65,7 @@ void VoiceRelay::begin(const WireMessage& message) {
         [&] { return selected = preferredDevice(deviceUID, devices); },
         [](const OutputDevice& candidate) { return candidate.uid; });
     if (selected.empty() || !device || !device->isVirtual)
-        throw PadError::invalid("请先在 Mac 选择虚拟音频输出设备");
+        throw PadError::invalid("请先在电脑选择虚拟音频输出设备");
     const MicrophoneState microphone = m_microphone.inspect(devices);
     if (microphone.kind != MicrophoneState::Kind::ready)
         throw PadError::invalid(microphone.message());

@@ -354,7 +354,7 @@ class SettingsWindowTest(DesktopCase):
     def test_1_pairing_the_tray_and_revoking(self):
         wait_until(lambda: self.tray.entries(), "the tray item")
         self.assertEqual(list(self.tray.entries()),
-                         ["等待 iPhone 连接", "断开手机", "打开 Quillvane", "退出 Quillvane"])
+                         ["等待手机连接", "断开手机", "打开 Quillvane", "退出 Quillvane"])
         self.assertFalse(self.tray.entries()["断开手机"][1], "no phone is bound yet")
         self.assertFalse(showing(self.find_window()), "with a tray the window waits to be asked for")
         self.tray.click("打开 Quillvane")
@@ -370,16 +370,16 @@ class SettingsWindowTest(DesktopCase):
 
         # The tray's menu follows the phone, and drops it.
         phone = Phone(self.program)
-        self.control("label", "iPhone 已连接")
+        self.control("label", "手机已连接")
         wait_until(lambda: self.tray.entries().get("断开手机", (0, False))[1]
-                   and "iPhone 已连接" in self.tray.entries(), "the tray to show the phone")
+                   and "手机已连接" in self.tray.entries(), "the tray to show the phone")
         self.tray.click("断开手机")
         self.assertTrue(phone.dropped())
         wait_until(lambda: not self.tray.entries()["断开手机"][1], "断开手机 to grey out again")
 
         phone = Phone(self.program)
         old_link = self.program.link
-        self.control("label", "iPhone 已连接")
+        self.control("label", "手机已连接")
         self.press("push button", "撤销配对并换码")
         dialog = wait_until(lambda: next(
             (node for node in descendants(pyatspi.Registry.getDesktop(0))
@@ -388,7 +388,7 @@ class SettingsWindowTest(DesktopCase):
         self.control("label", "已连接的手机会断开，需要重新扫码配对。", dialog)
         self.press("push button", "撤销并生成新码", dialog)
         self.assertTrue(phone.dropped())
-        self.control("label", "等待 iPhone 连接")
+        self.control("label", "等待手机连接")
         wait_until(lambda: self.program.link != old_link
                    and self.scanned_codes() == [self.program.link], "the new code")
         self.assertRegex(self.program.link, r"^quillvane://pair\?id=.*&key=[0-9a-f]{64}$")

@@ -43,7 +43,7 @@ TEST_F(HostSession, bindsControlThenAudioAndTurnsEveryOtherLinkAway) {
     const auto welcome = phone.await(phone.control(), Kind::welcome);
     ASSERT_TRUE(welcome);
     EXPECT_EQ(welcome->doubleClickInterval, 0.35);
-    EXPECT_EQ(m_host->status(), QStringLiteral("iPhone 已连接"));
+    EXPECT_EQ(m_host->status(), QStringLiteral("手机已连接"));
     EXPECT_FALSE(m_host->connected());
 
     // Until the audio channel binds, even heartbeats are refused (and do not count as liveness).
@@ -138,7 +138,7 @@ TEST_F(HostSession, aHeartbeatGapOverFourSecondsDropsBothChannels) {
     EXPECT_TRUE(phone.awaitClosed(phone.audio()));
     EXPECT_FALSE(m_host->connected());
     EXPECT_EQ(m_host->issue(), QStringLiteral("连接中断，已释放所有按键"));
-    EXPECT_EQ(m_host->status(), QStringLiteral("等待 iPhone 连接"));
+    EXPECT_EQ(m_host->status(), QStringLiteral("等待手机连接"));
     EXPECT_TRUE(recorded("releaseAll"));
 }
 

@@ -63,7 +63,7 @@ TEST_F(HostVoice, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) 
     EXPECT_EQ(done->session, session);
     EXPECT_EQ(m_audio.receivedSamples(), 14'400);
     EXPECT_FALSE(m_host->speaking());
-    EXPECT_EQ(m_host->status(), QStringLiteral("iPhone 已连接"));
+    EXPECT_EQ(m_host->status(), QStringLiteral("手机已连接"));
     EXPECT_GE(inputCalls("releaseShortcut"), 1u);
     EXPECT_EQ(inputCalls("move"), 0u);
 
@@ -112,7 +112,7 @@ TEST_F(HostVoice, voiceBeginNeedsAVirtualDeviceAndAReadyMicrophone) {
     begin();
     auto failure = m_phone->await(m_phone->control(), Kind::failure);
     ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->text, "请先在 Mac 选择虚拟音频输出设备");
+    EXPECT_EQ(failure->text, "请先在电脑选择虚拟音频输出设备");
 
     m_host->setDeviceUID(QString::fromStdString(virtualDevice().uid));
     m_microphone.setState(MicrophoneState{MicrophoneState::Kind::missing, {}});
@@ -129,7 +129,7 @@ TEST_F(HostVoice, aSettingChangeACancelOrADisconnectAbandonsTheUtterance) {
     m_host->setHotkeyCode(50);
     const auto failure = m_phone->await(m_phone->control(), Kind::failure);
     ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->text, "Mac 语音设置已改变，请重新开始");
+    EXPECT_EQ(failure->text, "电脑语音设置已改变，请重新开始");
     EXPECT_EQ(failure->session, session);
     EXPECT_EQ(m_settings->value(QStringLiteral("hotkeyCode")).toLongLong(), 50);
 
