@@ -121,7 +121,6 @@ protected:
 // characters is pasted; the field gets both in order, and the user's own copy is back on the
 // clipboard afterwards.
 TEST_F(MutterBackendTest, textOfAnyScriptArrivesAsTypedAndTheClipboardIsKept) {
-    warmUpKeyboard();
     TextFieldWindow field(socketName);
     ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
     BackendHost session(*m_backend);

@@ -260,6 +260,12 @@ bool MutterBackend::open() {
         m_reason = "GNOME 拒绝启动远程桌面会话（" + why + "）";
         return false;
     }
+    // Mutter makes a session's virtual keyboard and pointer at their first event, and a seat
+    // that had none gains them then: a program binds its keyboard only once the seat has one, so
+    // the first text would reach nobody. Both are made now, by events that post nothing: the
+    // press of evdev code 0, which is no key, and a motion by nothing.
+    notify(QStringLiteral("NotifyKeyboardKeycode"), {0u, true});
+    notify(QStringLiteral("NotifyPointerMotionRelative"), {0.0, 0.0});
     // Deferred: the relay must not be deleted from inside its own slot.
     m_closed = std::make_unique<DBusSignalRelay>([this] {
         QTimer::singleShot(0, m_serviceWatcher.get(),
