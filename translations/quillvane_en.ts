@@ -376,6 +376,14 @@
         <translation>Could not announce this computer on the local network</translation>
     </message>
     <message>
+        <source>输入后端尚未打开</source>
+        <translation>The input backend is not open yet</translation>
+    </message>
+    <message>
+        <source>无法在这个桌面输入文字中的字符</source>
+        <translation>A character of the text cannot be typed on this desktop</translation>
+    </message>
+    <message>
         <source>KWin 只让从已安装的桌面项启动的程序发送输入；请从应用菜单启动 Quillvane，或让它在登录时启动，不要从终端启动</source>
         <translation>KWin lets a program post input only when it was started from its installed desktop entry; start Quillvane from the application menu or at login, not from a terminal</translation>
     </message>

@@ -35,12 +35,20 @@ public:
     // The pointer's current location, when it can be read.
     virtual std::optional<TrackpadVector> pointerLocation() = 0;
 
+    // Whether the pointer is moved by motion from wherever it is (moveBy), the desktop clamping
+    // it, rather than to positions read back and clamped by the caller. Such a backend takes the
+    // position of a mouse event as no more than the caller's reckoning: it posts the button alone.
+    virtual bool movesRelatively() const { return false; }
+    // Moves the pointer by `delta` from where it is, unaccelerated; a relative backend only.
+    virtual void moveBy(TrackpadVector /*delta*/) {}
+
     virtual void mouse(const MouseEvent& event) = 0;
     // Pixel amounts; a backend with coarser units keeps the remainder itself.
     virtual void scroll(const ScrollEvent& event) = 0;
     virtual void key(std::uint16_t macKeyCode, bool down) = 0;
-    // Types one user-perceived character (UTF-8) as it is, whatever the keyboard layout.
-    virtual void text(std::string_view character) = 0;
+    // Types one user-perceived character (UTF-8) as it is, whatever the keyboard layout; false,
+    // with nothing posted, when the backend has no way to type or paste it.
+    virtual bool text(std::string_view character) = 0;
 
     // Hands everything posted so far to the system without waiting for it.
     virtual void flush() = 0;

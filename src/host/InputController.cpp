@@ -81,6 +81,8 @@ void InputController::setAvailabilityHandler(std::function<void()> handler) {
 }
 
 TrackpadVector InputController::resolvedPosition() {
+    if (m_backend.movesRelatively())
+        return m_reckoned;
     const TrackpadVector observed = m_backend.pointerLocation().value_or(TrackpadVector{0, 0});
     return m_pointerPosition.resolve(observed, m_uptime());
 }
@@ -92,10 +94,15 @@ void InputController::post(const MouseEvent& event) {
 
 // One event per call however many samples arrive: the phone batches up to 64 of them, and the
 // intermediate positions only shape the clamped path and the double-click tolerance.
+// Where the backend moves the pointer by motion, the path is reckoned unclamped from where the
+// last one ended (the desktop clamps the real pointer), and only its sum is posted: the pointer
+// moves on from wherever it is, the user's own mouse included.
 void InputController::move(const std::vector<TrackpadVector>& samples) {
     if (!permitted() || !TrackpadMoveBatch::isValidBatch(samples))
         throw PadError::invalid("无效移动事件或缺少辅助功能权限");
-    const std::vector<DisplayRect> screens = m_backend.displays();
+    const bool relative = m_backend.movesRelatively();
+    const std::vector<DisplayRect> screens = relative ? std::vector<DisplayRect>{}
+                                                      : m_backend.displays();
     const TrackpadVector start = resolvedPosition();
     const auto positions = PointerPath::positions(start, samples, screens);
     for (const auto& position : positions)
@@ -109,6 +116,12 @@ void InputController::move(const std::vector<TrackpadVector>& samples) {
         event = MouseEvent{MouseEventType::moved, last, 0};
     if (!event)
         return;
+    if (relative) {
+        m_reckoned = last;
+        m_backend.moveBy({last.x - start.x, last.y - start.y});
+        m_backend.flush();
+        return;
+    }
     m_pointerPosition.record(last);
     post(*event);
 }
@@ -209,7 +222,13 @@ void InputController::type(const std::string& text) {
                 m_backend.flush();
             throw PadError::invalid("单个组合字符过长");
         }
-        m_backend.text(character);
+        if (!m_backend.text(character)) {
+            if (rest.size() < text.size())
+                m_backend.flush();
+            qCWarning(lcInput, "Input backend %s cannot type a character of a text",
+                      std::string(m_backend.name()).c_str());
+            throw PadError::invalid("无法在这个桌面输入文字中的字符");
+        }
         rest.remove_prefix(character.size());
     }
     if (!text.empty())
@@ -271,6 +290,7 @@ void InputController::releaseAll() {
     endScroll();
     setDrag(false, false);
     m_pointerPosition.reset();
+    m_reckoned = {};
 }
 
 } // namespace quillvane

@@ -89,6 +89,9 @@ private:
     TrackpadScrollOutput m_scrollOutput;
     MouseClickOutput m_clickOutput;
     PointerPosition m_pointerPosition;
+    // Where relative motion has taken the pointer by the controller's own reckoning: the
+    // positions click counting compares, never posted.
+    TrackpadVector m_reckoned;
     std::function<void()> m_availabilityChanged;
 };
 

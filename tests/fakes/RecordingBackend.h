@@ -20,6 +20,10 @@ public:
     std::vector<DisplayRect> screens;
     std::optional<TrackpadVector> location = TrackpadVector{0, 0};
     std::vector<std::string> log;
+    // Moves by motion from wherever the pointer is, as on Wayland, rather than to positions.
+    bool relative = false;
+    // A character this backend cannot type.
+    std::string untypable = "\a";
 
     std::string_view name() const override { return label; }
     bool canPost() const override { return permitted; }
@@ -47,8 +51,17 @@ public:
     void key(std::uint16_t code, bool down) override {
         log.push_back("key " + std::to_string(code) + (down ? " down" : " up"));
     }
-    void text(std::string_view character) override {
+    bool text(std::string_view character) override {
+        if (character == untypable)
+            return false;
         log.push_back("text " + std::string(character));
+        return true;
+    }
+    bool movesRelatively() const override { return relative; }
+    void moveBy(TrackpadVector delta) override {
+        std::ostringstream line;
+        line << "moveBy " << delta.x << ',' << delta.y;
+        log.push_back(line.str());
     }
     void flush() override { log.push_back("flush"); }
 

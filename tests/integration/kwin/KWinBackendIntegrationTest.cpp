@@ -65,24 +65,20 @@ protected:
     std::unique_ptr<InputBackend> m_backend;
 };
 
+// The pointer moves on from wherever the user's mouse (a second fake input device) left it, by
+// exactly the motion given.
 TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
-    // The first motion finds the pointer by pinning it in the top-left corner.
-    m_backend->mouse({MouseEventType::moved, {500, 400}, 0});
-    EXPECT_EQ(m_backend->pointerLocation(), (TrackpadVector{500, 400}));
-    const TrackpadVector start{500, 400};
-    m_backend->flush();
-    // Out of the window to the corner and back in: wev sees the pointer enter again.
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
-        return WevRecorder::hasEvent(events, "wl_pointer", "leave") &&
-               WevRecorder::hasEvent(events, "wl_pointer", "enter");
-    }));
+    auto mouse = makeKWinBackend();
+    mouse->moveBy({-40, 30});
+    mouse->flush();
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return !named(events, "motion").empty(); }));
+    const auto [x0, y0] = *named(m_wev->events(), "motion").back().position();
     m_wev->clear();
-    m_backend->mouse({MouseEventType::moved, {start.x + 10, start.y + 5}, 0});
-    m_backend->mouse({MouseEventType::moved, {start.x + 30, start.y - 15}, 0});
-    const TrackpadVector end{start.x + 30, start.y - 15};
-    m_backend->mouse({MouseEventType::leftDown, end, 1});
-    m_backend->mouse({MouseEventType::leftUp, end, 1});
+    m_backend->moveBy({30, 10});
+    m_backend->moveBy({-10, -30});
+    m_backend->mouse({MouseEventType::leftDown, {}, 1});
+    m_backend->mouse({MouseEventType::leftUp, {}, 1});
     m_backend->scroll({.wheel1 = 30});
     m_backend->scroll({.wheel2 = -20});
     m_backend->flush();
@@ -92,9 +88,8 @@ TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
 
     const auto motions = named(events, "motion");
     ASSERT_EQ(motions.size(), 2u);
-    const auto [x0, y0] = *motions[0].position();
-    const auto [x1, y1] = *motions[1].position();
-    EXPECT_EQ(std::pair(x1 - x0, y1 - y0), std::pair(20.0, -20.0));
+    EXPECT_EQ(motions[0].position(), std::pair(x0 + 30, y0 + 10));
+    EXPECT_EQ(motions[1].position(), std::pair(x0 + 20, y0 - 20));
 
     EXPECT_TRUE(testing_support::isOneLeftClick(events));
 

@@ -75,7 +75,7 @@ void BackendHost::killController() {
 ::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
                                                     WevRecorder& wev) {
     wev.clear();
-    backend->mouse({MouseEventType::leftDown, *backend->pointerLocation(), 1});
+    backend->mouse({MouseEventType::leftDown, backend->pointerLocation().value_or(TrackpadVector{}), 1});
     backend->flush();
     if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1}; }))
         return ::testing::AssertionFailure() << "the button never went down; wev saw:\n"

@@ -8,6 +8,8 @@
 
 #include <linux/input-event-codes.h>
 
+#include <QProcess>
+
 #include "InputBackends.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/BackendHost.h"
@@ -48,14 +50,23 @@ protected:
         ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
         m_wev = std::make_unique<WevRecorder>(socketName);
         ASSERT_TRUE(m_wev->waitForKeyboardFocus()) << "wev never got the keyboard";
-        // Warm up: the window gets the pointer with the first motion over it.
-        m_backend->mouse({MouseEventType::moved, {512, 384}, 0});
-        m_backend->flush();
-        // The warm-up ends with wev's motion to that point, which may come after the enter.
-        ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+        placePointer(512, 384);
+    }
+
+    // Puts the seat's pointer at (x, y) as the user's own mouse would, by sway's own command,
+    // and waits for wev to see it there.
+    void placePointer(int x, int y) {
+        const std::string ipc = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName +
+                                ".ipc";
+        ASSERT_EQ(QProcess::execute(QStringLiteral("swaymsg"),
+                                    {QStringLiteral("-s"), QString::fromStdString(ipc),
+                                     QStringLiteral("seat seat0 cursor set %1 %2").arg(x).arg(y)}),
+                  0);
+        ASSERT_TRUE(m_wev->waitFor([&](const Events& events) {
             const auto motions = named(events, "motion");
-            return !motions.empty() && motions.back().position() == std::pair(512.0, 384.0);
-        })) << "wev never got the pointer; it saw:\n" << described(m_wev->events());
+            return !motions.empty() && motions.back().position() == std::pair(double(x), double(y));
+        })) << "the pointer never reached " << x << "," << y << "; wev saw:\n"
+            << described(m_wev->events());
         m_wev->clear();
     }
 
@@ -69,15 +80,15 @@ protected:
     std::unique_ptr<InputBackend> m_backend;
 };
 
+// The pointer moves on from wherever it is, by exactly the motion given; sway stops it at the
+// output's edge.
 TEST_F(WlrootsBackendTest, pointerMovesClicksAndScrollsWithTheGestureEnded) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
-    EXPECT_EQ(m_backend->pointerLocation(), (TrackpadVector{512, 384}));
-    m_backend->mouse({MouseEventType::moved, {522, 389}, 0});
-    // Far off the right edge: the shadow stops where the compositor stops the pointer.
-    m_backend->mouse({MouseEventType::moved, {5000, 369}, 0});
-    EXPECT_EQ(m_backend->pointerLocation(), (TrackpadVector{1023, 369}));
-    m_backend->mouse({MouseEventType::leftDown, {1000, 369}, 1});
-    m_backend->mouse({MouseEventType::leftUp, {1000, 369}, 1});
+    m_backend->moveBy({10, 5});
+    m_backend->moveBy({5000, -20});
+    m_backend->moveBy({-23, 0});
+    m_backend->mouse({MouseEventType::leftDown, {}, 1});
+    m_backend->mouse({MouseEventType::leftUp, {}, 1});
     m_backend->scroll({.wheel1 = 30, .phase = ScrollEvent::Phase::began});
     m_backend->scroll({.wheel1 = 10, .phase = ScrollEvent::Phase::changed});
     m_backend->scroll({.phase = ScrollEvent::Phase::ended});
@@ -142,6 +153,11 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo)
     ASSERT_TRUE(session->startController()) << session->controllerOutput();
 
     session->send("move 40 -20");
+    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return !named(events, "motion").empty(); }));
+    // The user's own mouse moves the pointer meanwhile: the phone's next move starts there.
+    const Events first = m_wev->events();
+    placePointer(300, 200);
+    session->send("move 30 10");
     session->send("click");
     session->send("scroll 0 12 began");
     session->send("scroll 0 0 ended");
@@ -161,7 +177,8 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowAndItsDeathLetsTheDragGo)
         return typed(events) == "Hello, 世界 👋a";
     })) << "wev saw:\n" << described(m_wev->events());
     const Events events = m_wev->events();
-    EXPECT_EQ(named(events, "motion").front().position(), std::pair(552.0, 364.0));
+    EXPECT_EQ(named(first, "motion").front().position(), std::pair(552.0, 364.0));
+    EXPECT_EQ(named(events, "motion").front().position(), std::pair(330.0, 210.0));
     EXPECT_EQ(named(events, "button").size(), 2u);
     EXPECT_TRUE(WevRecorder::hasEvent(events, "wl_pointer", "axis_stop"));
     const auto changes = keyChanges(events);

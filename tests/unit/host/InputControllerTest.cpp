@@ -50,6 +50,20 @@ TEST_F(InputControllerTest, aMovePostsOneEventAtTheLastClampedPosition) {
     EXPECT_EQ(taken(), (Lines{"moved 131199,-128000", "flush"}));
 }
 
+// Where the backend moves the pointer by motion, the batch's sum is posted unclamped from
+// wherever the pointer is, and clicks and drags post their buttons alone.
+TEST_F(InputControllerTest, aRelativeBackendMovesByTheBatchSumWithoutClamping) {
+    backend.relative = true;
+    backend.screens = {{0, 0, 100, 100}};
+    backend.location.reset();
+    input.move({{-50, 0}, {-2000, 30}});
+    input.setDrag(true, false);
+    input.move({{3, 4}});
+    input.setDrag(false, false);
+    EXPECT_EQ(taken(), (Lines{"moveBy -2050,30", "flush", "leftDown -2050,30 click=1", "flush",
+                              "moveBy 3,4", "flush", "leftUp -2047,34 click=1", "flush"}));
+}
+
 TEST_F(InputControllerTest, refusalsGiveEachCallItsOwnTextAndPostNothing) {
     const std::string badMove = "无效移动事件或缺少辅助功能权限";
     const std::string badText = "文字过长或缺少辅助功能权限";
@@ -145,6 +159,10 @@ TEST_F(InputControllerTest, typeSendsUserPerceivedCharactersWithinTheLimits) {
     EXPECT_EQ(refusal([&] { input.type("a" + longest + "b" + tooLong + "c"); }),
               "单个组合字符过长");
     EXPECT_EQ(taken(), (Lines{"text a", "text " + longest, "text b", "flush"}));
+
+    // A character the backend cannot type stops the text as visibly.
+    EXPECT_EQ(refusal([&] { input.type("a\ab"); }), "无法在这个桌面输入文字中的字符");
+    EXPECT_EQ(taken(), (Lines{"text a", "flush"}));
 }
 
 TEST_F(InputControllerTest, theVoiceShortcutIsHeldOrTappedAndOnlyOnceAtATime) {

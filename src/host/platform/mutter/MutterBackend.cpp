@@ -1,11 +1,9 @@
 #include "MutterBackend.h"
 
 #include <atomic>
-#include <cmath>
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,12 +23,9 @@
 #include "DBusSignalRelay.h"
 #include "GnomeInputSources.h"
 #include "MutterClipboard.h"
-#include "platform/common/ClipboardTextRoute.h"
-#include "platform/common/ShadowPointer.h"
-#include "platform/evdev/MacKeyTable.h"
+#include "platform/common/PostingBackend.h"
 #include "platform/xkb/Keysym.h"
 #include "platform/xkb/LayoutKeys.h"
-#include "protocol/Unicode.h"
 
 namespace quillvane {
 namespace {
@@ -144,7 +139,7 @@ std::vector<DisplayRect> logicalMonitors(const QDBusMessage& reply) {
     return rects;
 }
 
-class MutterBackend final : public InputBackend {
+class MutterBackend final : public PostingBackend {
 public:
     MutterBackend();
     ~MutterBackend() override;
@@ -153,66 +148,55 @@ public:
     MutterBackend& operator=(const MutterBackend&) = delete;
 
     std::string_view name() const override { return "mutter"; }
-    bool canPost() const override { return m_reason.empty(); }
-    std::string unavailableReason() const override { return m_reason; }
-
     std::vector<DisplayRect> displays() override;
-    std::optional<TrackpadVector> pointerLocation() override;
-
-    void mouse(const MouseEvent& event) override;
-    void scroll(const ScrollEvent& event) override;
-    void key(std::uint16_t macKeyCode, bool down) override;
-    void text(std::string_view character) override;
-    void flush() override;
-    void discardPendingText() override;
 
 private:
     bool open();
     void close();
-    void lose(const std::string& reason);
+    void end(const std::string& reason);
     QDBusMessage call(const QString& method, const QVariantList& arguments = {});
     // Input notifications are sent without waiting for a reply; they arrive in order.
     void notify(const QString& method, const QVariantList& arguments);
-    void post(std::function<void()> event);
-    void followLayout();
-    void typePendingText();
 
-    void moveTo(TrackpadVector target);
-    void button(int code, bool down);
-    void press(std::uint32_t evdevKey, bool down);
-    void releaseHeld();
+    void postMotion(TrackpadVector delta) override;
+    void postButton(std::uint32_t code, bool down) override;
+    void postKey(std::uint32_t code, bool down) override;
+    void postScroll(const ScrollEvent& event) override;
+    void send() override { m_layoutRead = false; }
+    const LayoutKeys* layout() override;
+    bool canType(char32_t codePoint) override;
+    void type(char32_t codePoint) override;
 
     QDBusConnection m_bus;
     QString m_session;
-    std::string m_reason;
     std::unique_ptr<DBusSignalRelay> m_closed;
     std::unique_ptr<DBusSignalRelay> m_monitorsChanged;
     std::unique_ptr<QDBusServiceWatcher> m_serviceWatcher;
     std::optional<std::vector<DisplayRect>> m_displays;
-    ShadowPointer m_shadow;
     std::optional<LayoutKeys> m_layout;
     LayoutKeys::Names m_layoutNames;
+    // The layout is read again for the first character after a flush.
+    bool m_layoutRead = false;
     std::unique_ptr<MutterClipboard> m_clipboard;
-    std::unique_ptr<ClipboardTextRoute> m_route;
-    std::set<int> m_buttons;
-    std::set<std::uint32_t> m_keys;
     bool m_scrolling = false;
-    // Text given since the last flush, with its keysyms, and whether a character of it is not
-    // in the layout.
-    std::string m_text;
-    std::vector<xkb_keysym_t> m_keysyms;
-    bool m_textNeedsPaste = false;
 };
 
 MutterBackend::MutterBackend()
-    : m_bus(sessionBus()) {
+    : PostingBackend(), m_bus(sessionBus()) {
     open();
 }
 
 MutterBackend::~MutterBackend() {
     if (canPost()) {
-        m_route.reset(); // events still waiting behind a paste are posted first
-        releaseHeld();
+        letGo();
+        if (m_scrolling)
+            notify(QStringLiteral("NotifyPointerAxis"), {0.0, 0.0, axisSourceFinger | axisFinish});
+        // Mutter has taken the releases once it answers.
+        m_bus.call(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
+                                                  QStringLiteral("/org/freedesktop/DBus"),
+                                                  QStringLiteral("org.freedesktop.DBus.Peer"),
+                                                  QStringLiteral("Ping")),
+                   QDBus::Block, 1000);
     }
     close();
     QDBusConnection::disconnectFromBus(m_bus.name());
@@ -220,7 +204,7 @@ MutterBackend::~MutterBackend() {
 
 bool MutterBackend::open() {
     if (!m_bus.isConnected()) {
-        m_reason = "没有 D-Bus 会话总线，无法连接 GNOME 的远程桌面接口";
+        lose("没有 D-Bus 会话总线，无法连接 GNOME 的远程桌面接口");
         return false;
     }
     if (!m_serviceWatcher) {
@@ -232,7 +216,7 @@ bool MutterBackend::open() {
         QObject::connect(m_serviceWatcher.get(), &QDBusServiceWatcher::serviceUnregistered,
                          m_serviceWatcher.get(), [this] {
                              if (!m_session.isEmpty())
-                                 lose("GNOME 的远程桌面服务离开了会话总线");
+                                 end("GNOME 的远程桌面服务离开了会话总线");
                          });
         QObject::connect(m_serviceWatcher.get(), &QDBusServiceWatcher::serviceRegistered,
                          m_serviceWatcher.get(), [this] {
@@ -241,7 +225,7 @@ bool MutterBackend::open() {
                          });
     }
     if (!m_bus.interface()->isServiceRegistered(remoteDesktopService)) {
-        m_reason = "会话总线上没有 GNOME 的远程桌面接口，这不是 GNOME 的 Wayland 会话";
+        lose("会话总线上没有 GNOME 的远程桌面接口，这不是 GNOME 的 Wayland 会话");
         return false;
     }
     const QDBusMessage created = QDBusMessage::createMethodCall(
@@ -249,7 +233,7 @@ bool MutterBackend::open() {
         QStringLiteral("CreateSession"));
     const QDBusMessage reply = m_bus.call(created, QDBus::Block, 5000);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        m_reason = "GNOME 拒绝创建远程桌面会话（" + reply.errorMessage().toStdString() + "）";
+        lose("GNOME 拒绝创建远程桌面会话（" + reply.errorMessage().toStdString() + "）");
         return false;
     }
     m_session = reply.arguments().first().value<QDBusObjectPath>().path();
@@ -257,7 +241,7 @@ bool MutterBackend::open() {
     if (started.type() != QDBusMessage::ReplyMessage) {
         const std::string why = started.errorMessage().toStdString();
         m_session.clear();
-        m_reason = "GNOME 拒绝启动远程桌面会话（" + why + "）";
+        lose("GNOME 拒绝启动远程桌面会话（" + why + "）");
         return false;
     }
     // Mutter makes a session's virtual keyboard and pointer at their first event, and a seat
@@ -269,7 +253,7 @@ bool MutterBackend::open() {
     // Deferred: the relay must not be deleted from inside its own slot.
     m_closed = std::make_unique<DBusSignalRelay>([this] {
         QTimer::singleShot(0, m_serviceWatcher.get(),
-                           [this] { lose("GNOME 关闭了远程桌面会话"); });
+                           [this] { end("GNOME 关闭了远程桌面会话"); });
     });
     m_bus.connect(remoteDesktopService, m_session, sessionInterface, QStringLiteral("Closed"),
                   m_closed.get(), SLOT(relay()));
@@ -277,47 +261,33 @@ bool MutterBackend::open() {
     m_bus.connect(displayService, displayPath, displayService, QStringLiteral("MonitorsChanged"),
                   m_monitorsChanged.get(), SLOT(relay()));
     m_clipboard = std::make_unique<MutterClipboard>(m_bus, m_session);
-    m_route = std::make_unique<ClipboardTextRoute>(*m_clipboard, [this] {
-        press(KEY_LEFTCTRL, true);
-        press(KEY_V, true);
-        press(KEY_V, false);
-        press(KEY_LEFTCTRL, false);
-    });
     m_displays.reset();
-    m_shadow.forget();
-    m_reason.clear();
-    notifyRestored();
+    m_scrolling = false;
+    setAvailable(m_clipboard.get());
     return true;
 }
 
 void MutterBackend::close() {
-    m_route.reset();
     m_clipboard.reset();
     m_closed.reset();
     m_monitorsChanged.reset();
     if (!m_session.isEmpty())
         call(QStringLiteral("Stop"));
     m_session.clear();
-    m_buttons.clear();
-    m_keys.clear();
-    m_scrolling = false;
 }
 
-void MutterBackend::lose(const std::string& reason) {
+// The session ended, and whatever it held with it. The clipboard goes once the paste route that
+// uses it has, from the event loop.
+void MutterBackend::end(const std::string& reason) {
     if (m_session.isEmpty())
         return;
-    m_route.reset();
-    m_clipboard.reset();
-    m_closed.reset();
-    m_monitorsChanged.reset();
     m_session.clear();
-    m_buttons.clear();
-    m_keys.clear();
-    m_scrolling = false;
-    m_reason = "经 GNOME 发送输入已停止，正在等它恢复（" + reason + "）";
-    notifyLost();
-    // The service may still be there (only the session ended): ask for a new one.
+    lose("经 GNOME 发送输入已停止，正在等它恢复（" + reason + "）");
     QTimer::singleShot(0, m_serviceWatcher.get(), [this] {
+        m_clipboard.reset();
+        m_closed.reset();
+        m_monitorsChanged.reset();
+        // The service may still be there (only the session ended): ask for a new one.
         if (m_session.isEmpty() && m_bus.interface()->isServiceRegistered(remoteDesktopService))
             open();
     });
@@ -338,16 +308,6 @@ void MutterBackend::notify(const QString& method, const QVariantList& arguments)
     m_bus.send(message);
 }
 
-void MutterBackend::post(std::function<void()> event) {
-    // Text given before this event goes first.
-    if (!m_text.empty())
-        typePendingText();
-    if (m_route)
-        m_route->post(std::move(event));
-    else
-        event();
-}
-
 std::vector<DisplayRect> MutterBackend::displays() {
     if (!canPost())
         return {};
@@ -358,182 +318,75 @@ std::vector<DisplayRect> MutterBackend::displays() {
         if (reply.type() != QDBusMessage::ReplyMessage)
             return {};
         m_displays = logicalMonitors(reply);
-        m_shadow.setDisplays(*m_displays);
     }
     return *m_displays;
 }
 
-std::optional<TrackpadVector> MutterBackend::pointerLocation() {
-    if (!canPost())
-        return std::nullopt;
-    return m_shadow.position();
+void MutterBackend::postMotion(TrackpadVector delta) {
+    notify(QStringLiteral("NotifyPointerMotionRelative"), {delta.x, delta.y});
 }
 
-void MutterBackend::moveTo(TrackpadVector target) {
-    displays();
-    if (!m_shadow.position()) {
-        const TrackpadVector home = m_shadow.home();
-        notify(QStringLiteral("NotifyPointerMotionRelative"), {home.x, home.y});
-    }
-    const TrackpadVector delta = m_shadow.moveTo(target);
-    if (delta.x != 0 || delta.y != 0)
-        notify(QStringLiteral("NotifyPointerMotionRelative"), {delta.x, delta.y});
+void MutterBackend::postButton(std::uint32_t code, bool down) {
+    notify(QStringLiteral("NotifyPointerButton"), {int(code), down});
 }
 
-void MutterBackend::button(int code, bool down) {
-    if (down == m_buttons.contains(code))
-        return;
-    notify(QStringLiteral("NotifyPointerButton"), {code, down});
-    if (down)
-        m_buttons.insert(code);
-    else
-        m_buttons.erase(code);
-}
-
-void MutterBackend::press(std::uint32_t evdevKey, bool down) {
-    if (down == m_keys.contains(evdevKey))
-        return;
-    notify(QStringLiteral("NotifyKeyboardKeycode"), {uint(evdevKey), down});
-    if (down)
-        m_keys.insert(evdevKey);
-    else
-        m_keys.erase(evdevKey);
-}
-
-void MutterBackend::mouse(const MouseEvent& event) {
-    if (!canPost() || !std::isfinite(event.position.x) || !std::isfinite(event.position.y))
-        return;
-    post([this, event] {
-        moveTo(event.position);
-        switch (event.type) {
-        case MouseEventType::leftDown:
-        case MouseEventType::leftUp:
-            button(BTN_LEFT, event.type == MouseEventType::leftDown);
-            break;
-        case MouseEventType::rightDown:
-        case MouseEventType::rightUp:
-            button(BTN_RIGHT, event.type == MouseEventType::rightDown);
-            break;
-        case MouseEventType::moved:
-        case MouseEventType::leftDragged:
-            break;
-        }
-    });
+void MutterBackend::postKey(std::uint32_t code, bool down) {
+    notify(QStringLiteral("NotifyKeyboardKeycode"), {uint(code), down});
 }
 
 // Smooth scrolling from fingers, the gesture's end flagged so that clients may coast on by
 // themselves. A positive wheel 1 moves the view towards the top of the page, which is a negative
 // vertical amount here (and likewise wheel 2 leftwards); the phone signs its amounts for natural
 // scrolling, so the content follows the fingers.
-void MutterBackend::scroll(const ScrollEvent& event) {
-    if (!canPost())
-        return;
+void MutterBackend::postScroll(const ScrollEvent& event) {
     const bool ends = event.phase == ScrollEvent::Phase::ended ||
                       event.phase == ScrollEvent::Phase::cancelled ||
                       event.momentum == ScrollEvent::Momentum::ended;
-    post([this, event, ends] {
-        if (event.wheel1 == 0 && event.wheel2 == 0 && !(ends && m_scrolling))
-            return;
-        notify(QStringLiteral("NotifyPointerAxis"),
-               {double(-event.wheel2), double(-event.wheel1),
-                axisSourceFinger | (ends ? axisFinish : 0u)});
-        m_scrolling = !ends;
-    });
+    if (event.wheel1 == 0 && event.wheel2 == 0 && !(ends && m_scrolling))
+        return;
+    notify(QStringLiteral("NotifyPointerAxis"),
+           {double(-event.wheel2), double(-event.wheel1),
+            axisSourceFinger | (ends ? axisFinish : 0u)});
+    m_scrolling = !ends;
 }
 
-void MutterBackend::key(std::uint16_t macKeyCode, bool down) {
-    if (!canPost())
-        return;
-    if (const auto evdev = evdevKeyForMacKey(macKeyCode))
-        post([this, key = *evdev, down] { press(key, down); });
+// Mutter turns a keysym into the key and level of its own layout that type it, and drops keysyms
+// its layout lacks: a character is typed as its keysym where the user's layout has it, and pasted
+// otherwise. Mutter holds Shift or AltGr for a keysym's level, never both: a character that needs
+// both would come out as its key's first level.
+bool MutterBackend::canType(char32_t codePoint) {
+    const auto keysym = keysymFor(codePoint);
+    if (!keysym)
+        return false;
+    if (*keysym == XKB_KEY_Return || *keysym == XKB_KEY_Tab || *keysym == XKB_KEY_BackSpace ||
+        *keysym == XKB_KEY_Escape || *keysym == XKB_KEY_Delete)
+        return true;
+    const LayoutKeys* keys = layout();
+    const auto stroke = keys ? keys->strokeFor(codePoint) : std::nullopt;
+    return stroke && stroke->modifiers.size() < 2;
 }
 
-// Mutter turns a keysym into the key and level of its layout that type it, and drops keysyms its
-// layout lacks; those characters must be pasted. A text is typed as keysyms when its layout has
-// every character, and pasted whole otherwise: one paste, one wait for the program to read it,
-// and no keysym of the text racing ahead of a paste.
-void MutterBackend::text(std::string_view character) {
-    if (!canPost() || !isValidUtf8(character))
-        return;
-    if (m_text.empty())
-        followLayout();
-    m_text += character;
-    for (std::size_t offset = 0; offset < character.size();) {
-        const char32_t codePoint = nextCodePoint(character, offset);
-        if (codePoint == U'\n' && !m_keysyms.empty() && m_keysyms.back() == XKB_KEY_Return)
-            continue; // CR LF is one line break
-        const auto keysym = keysymFor(codePoint);
-        if (!keysym)
-            continue; // a control character without a key
-        // Mutter holds Shift or AltGr for a keysym's level, never both: a character that needs
-        // both would come out as its key's first level.
-        const auto stroke = m_layout ? m_layout->strokeFor(codePoint) : std::nullopt;
-        const bool hasKey = *keysym == XKB_KEY_Return || *keysym == XKB_KEY_Tab ||
-                            *keysym == XKB_KEY_BackSpace || *keysym == XKB_KEY_Escape ||
-                            *keysym == XKB_KEY_Delete || (stroke && stroke->modifiers.size() < 2);
-        m_textNeedsPaste = m_textNeedsPaste || !hasKey;
-        m_keysyms.push_back(*keysym);
+void MutterBackend::type(char32_t codePoint) {
+    if (const auto keysym = keysymFor(codePoint)) {
+        notify(QStringLiteral("NotifyKeyboardKeysym"), {uint(*keysym), true});
+        notify(QStringLiteral("NotifyKeyboardKeysym"), {uint(*keysym), false});
     }
 }
 
 // Mutter types with the layout of the user's input source in use, which may change between two
 // texts; without GNOME's settings it keeps the system's layout.
-void MutterBackend::followLayout() {
-    LayoutKeys::Names names = LayoutKeys::systemDefaultNames();
-    if (const auto sources = GnomeInputSources::read())
-        names = sources->layoutOver(std::move(names));
-    if (m_layout && names == m_layoutNames)
-        return;
-    m_layout = LayoutKeys::fromNames(names);
-    m_layoutNames = std::move(names);
-}
-
-void MutterBackend::typePendingText() {
-    if (m_text.empty())
-        return;
-    const std::string text = std::exchange(m_text, {});
-    std::vector<xkb_keysym_t> keysyms = std::exchange(m_keysyms, {});
-    const bool needsPaste = std::exchange(m_textNeedsPaste, false);
-    if (needsPaste && m_route) {
-        m_route->paste(text);
-        return;
-    }
-    post([this, keysyms = std::move(keysyms)] {
-        for (const xkb_keysym_t keysym : keysyms) {
-            notify(QStringLiteral("NotifyKeyboardKeysym"), {uint(keysym), true});
-            notify(QStringLiteral("NotifyKeyboardKeysym"), {uint(keysym), false});
+const LayoutKeys* MutterBackend::layout() {
+    if (!m_layoutRead) {
+        m_layoutRead = true;
+        LayoutKeys::Names names = LayoutKeys::systemDefaultNames();
+        if (const auto sources = GnomeInputSources::read())
+            names = sources->layoutOver(std::move(names));
+        if (!m_layout || names != m_layoutNames) {
+            m_layout = LayoutKeys::fromNames(names);
+            m_layoutNames = std::move(names);
         }
-    });
-}
-
-void MutterBackend::flush() {
-    typePendingText();
-    if (m_route)
-        m_route->flush();
-}
-
-void MutterBackend::discardPendingText() {
-    m_text.clear();
-    m_keysyms.clear();
-    m_textNeedsPaste = false;
-    if (m_route)
-        m_route->discardPendingText();
-}
-
-void MutterBackend::releaseHeld() {
-    for (const int code : std::set<int>(m_buttons))
-        button(code, false);
-    for (const std::uint32_t key : std::set<std::uint32_t>(m_keys))
-        press(key, false);
-    if (m_scrolling) {
-        notify(QStringLiteral("NotifyPointerAxis"), {0.0, 0.0, axisSourceFinger | axisFinish});
-        m_scrolling = false;
     }
-    m_bus.call(QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"),
-                                              QStringLiteral("/org/freedesktop/DBus"),
-                                              QStringLiteral("org.freedesktop.DBus.Peer"),
-                                              QStringLiteral("Ping")),
-               QDBus::Block, 1000);
+    return m_layout ? &*m_layout : nullptr;
 }
 
 } // namespace

@@ -8,11 +8,10 @@ namespace quillvane {
 
 // The input backend of GNOME on Wayland: a session of Mutter's remote desktop interface
 // (org.gnome.Mutter.RemoteDesktop on the session bus), created when the backend opens and kept
-// for its life, made again when Mutter restarts; no permission dialog. Motion is relative (an
-// absolute position would need a screen-cast stream), so the backend keeps a shadow pointer
-// clamped to the logical monitors of Mutter's DisplayConfig. Characters the layout has are typed
-// as keysyms; Mutter drops the others, so those are pasted through the session's clipboard, and
-// the user's clipboard put back. It always returns a backend; one that cannot post says why.
+// for its life, made again when Mutter restarts; no permission dialog. The pointer moves on from
+// wherever it is, by relative motion. Characters the layout has are typed as keysyms; Mutter
+// drops the others, so those are pasted through the session's clipboard, and the user's
+// clipboard put back. It always returns a backend; one that cannot post says why.
 std::unique_ptr<InputBackend> makeMutterBackend();
 
 } // namespace quillvane

@@ -23,7 +23,7 @@ public:
     void mouse(const MouseEvent&) override {}
     void scroll(const ScrollEvent&) override {}
     void key(std::uint16_t, bool) override {}
-    void text(std::string_view) override {}
+    bool text(std::string_view) override { return false; }
     void flush() override {}
 
 private:

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -16,14 +15,9 @@
 #include <libevdev/libevdev.h>
 #include <linux/input-event-codes.h>
 
-#include <QTimer>
-
 #include "HiResWheel.h"
-#include "platform/common/ClipboardTextRoute.h"
-#include "platform/common/ShadowPointer.h"
+#include "platform/common/PostingBackend.h"
 #include "platform/wayland/WaylandSession.h"
-#include "platform/xkb/LayoutTyping.h"
-#include "platform/evdev/MacKeyTable.h"
 
 namespace quillvane {
 namespace {
@@ -90,7 +84,7 @@ std::vector<DisplayRect> connectedDisplays() {
     return displays;
 }
 
-class UinputBackend final : public InputBackend {
+class UinputBackend final : public PostingBackend {
 public:
     UinputBackend();
     ~UinputBackend() override;
@@ -99,54 +93,31 @@ public:
     UinputBackend& operator=(const UinputBackend&) = delete;
 
     std::string_view name() const override { return "uinput"; }
-    bool canPost() const override { return m_device != nullptr; }
-    std::string unavailableReason() const override { return m_reason; }
-
     std::vector<DisplayRect> displays() override;
-    std::optional<TrackpadVector> pointerLocation() override;
-
-    void mouse(const MouseEvent& event) override;
-    void scroll(const ScrollEvent& event) override;
-    void key(std::uint16_t macKeyCode, bool down) override;
-    void text(std::string_view character) override;
-    void flush() override;
-    void discardPendingText() override;
 
 private:
+    // The device counts whole units; what is left of a pixel is carried into the next motion.
+    void postMotion(TrackpadVector delta) override;
+    void postButton(std::uint32_t code, bool down) override { postKey(code, down); }
+    void postKey(std::uint32_t code, bool down) override;
+    void postScroll(const ScrollEvent& event) override;
+    void send() override;
+    const LayoutKeys* layout() override;
+
     void write(unsigned int type, unsigned int code, int value);
     void sync() { write(EV_SYN, SYN_REPORT, 0); }
-    void press(unsigned int code, bool down);
-    void moveTo(TrackpadVector target);
-    void postMotion(TrackpadVector delta);
-    void postMouse(const MouseEvent& event);
-    void postScroll(const ScrollEvent& event);
-    void releaseHeld();
-    void type(const KeyStroke& stroke);
-    void pressPaste();
-    const LayoutKeys* layout() const;
-    // Posts now, or behind the pastes still waiting, so that nothing overtakes pasted text.
-    void post(std::function<void()> event);
 
     libevdev_uinput* m_device = nullptr;
-    std::string m_reason;
     std::vector<DisplayRect> m_displays;
-    // Where this backend has put the pointer, as far as it can know, and the fraction of a pixel
-    // not yet posted on each axis.
-    ShadowPointer m_shadow;
     TrackpadVector m_unposted;
     HiResWheel m_wheel;
     std::optional<LayoutKeys> m_layout;
     // Under a Wayland compositor: its displays, its keymap, and its clipboard for the characters
     // the keymap has no key for.
     std::unique_ptr<WaylandSession> m_session;
-    std::unique_ptr<ClipboardTextRoute> m_route;
-    // Keys and buttons this device holds down, released before it goes away.
-    std::set<unsigned int> m_held;
-    // Owns the deferred loss notice, which goes with the backend.
-    QObject m_context;
 };
 
-UinputBackend::UinputBackend() {
+UinputBackend::UinputBackend() : PostingBackend() {
     libevdev* description = libevdev_new();
     libevdev_set_name(description, uinputDeviceName);
     libevdev_set_id_bustype(description, BUS_VIRTUAL);
@@ -165,7 +136,7 @@ UinputBackend::UinputBackend() {
     libevdev_free(description);
     if (status != 0) {
         m_device = nullptr;
-        m_reason = explainOpenFailure(-status);
+        lose(explainOpenFailure(-status));
         return;
     }
     std::string noCompositor;
@@ -176,28 +147,15 @@ UinputBackend::UinputBackend() {
     else
         m_displays = connectedDisplays();
     m_layout = LayoutKeys::systemDefault();
-    if (m_session && m_session->clipboard())
-        m_route = std::make_unique<ClipboardTextRoute>(*m_session->clipboard(),
-                                                       [this] { pressPaste(); });
-}
-
-UinputBackend::~UinputBackend() {
-    if (!m_device)
-        return;
-    // Events still waiting behind a paste are posted first, then the user's clipboard restored.
-    m_route.reset();
-    releaseHeld();
-    libevdev_uinput_destroy(m_device);
+    setAvailable(m_session ? m_session->clipboard() : nullptr);
 }
 
 // The kernel's input core also releases the keys of a device that goes away; releasing them here
 // as well keeps the guarantee from resting on that alone.
-void UinputBackend::releaseHeld() {
-    const std::set<unsigned int> held = std::exchange(m_held, {});
-    for (unsigned int code : held)
-        write(EV_KEY, code, 0);
-    if (!held.empty())
-        sync();
+UinputBackend::~UinputBackend() {
+    letGo();
+    if (m_device)
+        libevdev_uinput_destroy(m_device);
 }
 
 void UinputBackend::write(unsigned int type, unsigned int code, int value) {
@@ -206,22 +164,9 @@ void UinputBackend::write(unsigned int type, unsigned int code, int value) {
     const int status = libevdev_uinput_write_event(m_device, type, code, value);
     // Only a device the kernel took away fails here; what it held went with it.
     if (status != 0 && status != -EAGAIN) {
-        m_reason = std::string("uinput 设备不再接受输入（") + std::strerror(-status) + "）";
-        m_held.clear();
         libevdev_uinput_destroy(std::exchange(m_device, nullptr));
-        // Told from the event loop, never from inside the call that found it.
-        QTimer::singleShot(0, &m_context, [this] { notifyLost(); });
+        lose(std::string("uinput 设备不再接受输入（") + std::strerror(-status) + "）");
     }
-}
-
-void UinputBackend::press(unsigned int code, bool down) {
-    if (down == m_held.contains(code))
-        return;
-    write(EV_KEY, code, down ? 1 : 0);
-    if (down)
-        m_held.insert(code);
-    else
-        m_held.erase(code);
 }
 
 std::vector<DisplayRect> UinputBackend::displays() {
@@ -233,37 +178,12 @@ std::vector<DisplayRect> UinputBackend::displays() {
     return m_displays;
 }
 
-const LayoutKeys* UinputBackend::layout() const {
+const LayoutKeys* UinputBackend::layout() {
     if (m_session && m_session->layout())
         return &*m_session->layout();
     return m_layout ? &*m_layout : nullptr;
 }
 
-void UinputBackend::post(std::function<void()> event) {
-    if (m_route)
-        m_route->post(std::move(event));
-    else
-        event();
-}
-
-std::optional<TrackpadVector> UinputBackend::pointerLocation() {
-    if (!canPost())
-        return std::nullopt;
-    return m_shadow.position();
-}
-
-// The compositor moves its pointer by what the device reports, clamped to its outputs; the shadow
-// follows the same clamp so that the next move starts where the pointer really stopped.
-void UinputBackend::moveTo(TrackpadVector target) {
-    if (!std::isfinite(target.x) || !std::isfinite(target.y))
-        return;
-    m_shadow.setDisplays(displays());
-    if (!m_shadow.position())
-        postMotion(m_shadow.home());
-    postMotion(m_shadow.moveTo(target));
-}
-
-// The device counts whole units; what is left of a pixel is carried into the next motion.
 void UinputBackend::postMotion(TrackpadVector delta) {
     const double dx = delta.x + m_unposted.x;
     const double dy = delta.y + m_unposted.y;
@@ -278,45 +198,14 @@ void UinputBackend::postMotion(TrackpadVector delta) {
         sync();
 }
 
-void UinputBackend::mouse(const MouseEvent& event) {
-    if (canPost())
-        post([this, event] { postMouse(event); });
-}
-
-void UinputBackend::postMouse(const MouseEvent& event) {
-    if (!canPost())
-        return;
-    moveTo(event.position);
-    unsigned int button = 0;
-    bool down = false;
-    switch (event.type) {
-    case MouseEventType::moved:
-    case MouseEventType::leftDragged:
-        return;
-    case MouseEventType::leftDown:
-    case MouseEventType::leftUp:
-        button = BTN_LEFT;
-        down = event.type == MouseEventType::leftDown;
-        break;
-    case MouseEventType::rightDown:
-    case MouseEventType::rightUp:
-        button = BTN_RIGHT;
-        down = event.type == MouseEventType::rightDown;
-        break;
-    }
-    // The compositor counts double clicks from the timing of presses, as with a real mouse.
-    press(button, down);
+// Each change its own frame, so that the desktop sees a modifier change before the key; the
+// compositor counts double clicks from the timing of presses, as with a real mouse.
+void UinputBackend::postKey(std::uint32_t code, bool down) {
+    write(EV_KEY, code, down ? 1 : 0);
     sync();
 }
 
-void UinputBackend::scroll(const ScrollEvent& event) {
-    if (canPost())
-        post([this, event] { postScroll(event); });
-}
-
 void UinputBackend::postScroll(const ScrollEvent& event) {
-    if (!canPost())
-        return;
     const WheelMotion motion = m_wheel.add(event);
     if (motion.verticalHiRes != 0)
         write(EV_REL, REL_WHEEL_HI_RES, motion.verticalHiRes);
@@ -330,49 +219,9 @@ void UinputBackend::postScroll(const ScrollEvent& event) {
         sync();
 }
 
-void UinputBackend::key(std::uint16_t macKeyCode, bool down) {
-    if (!canPost())
-        return;
-    if (const auto evdev = evdevKeyForMacKey(macKeyCode))
-        post([this, code = *evdev, down] {
-            press(code, down);
-            sync();
-        });
-}
-
-// Each change its own frame, so that the desktop sees the modifier state change before the key.
-void UinputBackend::type(const KeyStroke& stroke) {
-    if (!canPost())
-        return;
-    for (const auto& [code, down] :
-         strokeChanges(stroke, [this](std::uint16_t key) { return m_held.contains(key); })) {
-        press(code, down);
-        sync();
-    }
-}
-
-// Ctrl with the key that types "v" in this keymap: programs match the shortcut by its character.
-void UinputBackend::pressPaste() {
-    const auto v = layout() ? layout()->strokeFor(U'v') : std::nullopt;
-    type({{KEY_LEFTCTRL}, v ? v->key : std::uint16_t{KEY_V}});
-}
-
-// Each character as the keys of the layout that type it (the compositor's keymap under Wayland,
-// else the system keyboard's); one it lacks is pasted where a compositor lets us set the clipboard.
-void UinputBackend::text(std::string_view character) {
-    if (canPost())
-        typeText(character, layout(), m_route.get(),
-                 [this](const KeyStroke& stroke) { type(stroke); });
-}
-
-void UinputBackend::flush() {
+void UinputBackend::send() {
     if (m_session)
         m_session->flush();
-}
-
-void UinputBackend::discardPendingText() {
-    if (m_route)
-        m_route->discardPendingText();
 }
 
 } // namespace

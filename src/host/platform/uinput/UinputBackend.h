@@ -11,9 +11,9 @@ inline constexpr const char* uinputDeviceName = "Quillvane virtual pointer and k
 
 // The uinput input backend: one virtual pointer and keyboard device created through /dev/uinput
 // (libevdev), for desktops that offer programs no input protocol (and consoles). The compositor
-// reads it like any mouse and keyboard, so it works everywhere, at the price of relative motion:
-// the backend keeps a shadow pointer clamped to the displays, found at first by pinning the
-// pointer in the desktop's top-left corner. It always returns a backend; one
+// reads it like any mouse and keyboard, so it works everywhere: the pointer moves on from
+// wherever it is, by the desktop's own rules for a mouse (its acceleration setting included). It
+// always returns a backend; one
 // that cannot post (no /dev/uinput, not writable) says why and names the command that fixes it.
 std::unique_ptr<InputBackend> makeUinputBackend();
 

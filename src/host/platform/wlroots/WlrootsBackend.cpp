@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,10 +19,9 @@
 #include <QTimer>
 
 #include "TextKeymap.h"
-#include "platform/common/ShadowPointer.h"
-#include "platform/evdev/MacKeyTable.h"
+#include "platform/common/PostingBackend.h"
 #include "platform/wayland/WaylandSession.h"
-#include "protocol/Unicode.h"
+#include "platform/xkb/Keysym.h"
 #include "virtual-keyboard-unstable-v1-client-protocol.h"
 #include "wlr-virtual-pointer-unstable-v1-client-protocol.h"
 
@@ -64,7 +62,7 @@ int keymapFile(const std::string& text) {
     return fd;
 }
 
-class WlrootsBackend final : public InputBackend {
+class WlrootsBackend final : public PostingBackend {
 public:
     WlrootsBackend();
     ~WlrootsBackend() override;
@@ -73,49 +71,39 @@ public:
     WlrootsBackend& operator=(const WlrootsBackend&) = delete;
 
     std::string_view name() const override { return "wlroots"; }
-    bool canPost() const override { return m_reason.empty(); }
-    std::string unavailableReason() const override { return m_reason; }
-
     std::vector<DisplayRect> displays() override;
-    std::optional<TrackpadVector> pointerLocation() override;
-
-    void mouse(const MouseEvent& event) override;
-    void scroll(const ScrollEvent& event) override;
-    void key(std::uint16_t macKeyCode, bool down) override;
-    void text(std::string_view character) override;
-    void flush() override;
-    void discardPendingText() override { m_text.clear(); }
 
 private:
-    // Connects and creates the virtual devices; false with m_reason set when it cannot.
+    // Connects and creates the virtual devices; false, with the reason given, when it cannot.
     bool connect();
     void disconnect();
     void takeSeatKeymap(std::string_view text);
     void useBaseKeymap();
-    void lose(std::string why);
+    void sendModifiers();
 
-    void moveTo(TrackpadVector target);
-    void button(std::uint32_t code, bool down);
+    // wlroots moves its cursor by a virtual pointer's motion as it is, without acceleration.
+    void postMotion(TrackpadVector delta) override;
+    void postButton(std::uint32_t code, bool down) override;
+    void postKey(std::uint32_t code, bool down) override;
+    void postScroll(const ScrollEvent& event) override;
+    void send() override { m_session->flush(); }
+    // Every character with a keysym is typed, under a keymap made for it.
+    const LayoutKeys* layout() override { return nullptr; }
+    bool canType(char32_t codePoint) override { return keysymFor(codePoint).has_value(); }
+    void type(char32_t codePoint) override { m_text.push_back(codePoint); }
+    void typeHeldText() override;
+    void discardHeldText() override { m_text.clear(); }
     void axis(std::uint32_t time, std::uint32_t axis, std::int32_t pixels);
     void stopAxes(std::uint32_t time);
-    void press(std::uint32_t evdevKey, bool down);
-    void sendModifiers();
-    void typePendingText();
-    void releaseHeld();
 
     std::unique_ptr<WaylandSession> m_session;
     zwlr_virtual_pointer_manager_v1* m_pointerManager = nullptr;
     zwp_virtual_keyboard_manager_v1* m_keyboardManager = nullptr;
     zwlr_virtual_pointer_v1* m_pointer = nullptr;
     zwp_virtual_keyboard_v1* m_keyboard = nullptr;
-    // Looks for a lost compositor again on the same socket; owns the deferred loss notice.
+    // Looks for a lost compositor again on the same socket.
     QTimer m_reconnect;
-    std::string m_reason;
 
-    ShadowPointer m_shadow;
-    // Buttons and keys (evdev codes) this backend holds down.
-    std::set<std::uint32_t> m_buttons;
-    std::set<std::uint32_t> m_keys;
     // The keymap keys are typed with: the seat's when it had a keyboard, else the system's
     // default; its state gives the modifiers the held keys make.
     std::unique_ptr<xkb_context, XkbContextDeleter> m_xkb;
@@ -127,7 +115,8 @@ private:
     bool m_scrolling = false;
 };
 
-WlrootsBackend::WlrootsBackend() : m_xkb(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
+WlrootsBackend::WlrootsBackend()
+    : PostingBackend(), m_xkb(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
     m_reconnect.setInterval(reconnectMs);
     QObject::connect(&m_reconnect, &QTimer::timeout, &m_reconnect, [this] {
         if (connect())
@@ -138,8 +127,11 @@ WlrootsBackend::WlrootsBackend() : m_xkb(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) 
 
 WlrootsBackend::~WlrootsBackend() {
     if (canPost()) {
-        typePendingText();
-        releaseHeld();
+        letGo();
+        if (m_scrolling) {
+            stopAxes(nowMs());
+            zwlr_virtual_pointer_v1_frame(m_pointer);
+        }
         // The compositor takes the releases before the devices go (sway drops a release whose
         // virtual pointer is destroyed right behind it); a hung one does not hold up the stop.
         m_session->settle(1000);
@@ -148,16 +140,19 @@ WlrootsBackend::~WlrootsBackend() {
 }
 
 bool WlrootsBackend::connect() {
-    m_session = WaylandSession::connect(m_reason);
-    if (!m_session)
+    std::string reason;
+    m_session = WaylandSession::connect(reason);
+    if (!m_session) {
+        lose(reason);
         return false;
+    }
     m_pointerManager = static_cast<zwlr_virtual_pointer_manager_v1*>(
         m_session->bind(zwlr_virtual_pointer_manager_v1_interface, 1));
     m_keyboardManager = static_cast<zwp_virtual_keyboard_manager_v1*>(
         m_session->bind(zwp_virtual_keyboard_manager_v1_interface, 1));
     if (!m_pointerManager || !m_keyboardManager || !m_session->seat()) {
         disconnect();
-        m_reason = "这个 Wayland 混成器不提供虚拟指针和键盘；sway、Hyprland、labwc 等 wlroots 混成器提供";
+        lose("这个 Wayland 混成器不提供虚拟指针和键盘；sway、Hyprland、labwc 等 wlroots 混成器提供");
         return false;
     }
     // Taken once: after our keyboard joins the seat, the keymap the seat sends may be our own.
@@ -171,13 +166,21 @@ bool WlrootsBackend::connect() {
     if (wl_display_roundtrip(m_session->display()) < 0) {
         // A compositor may refuse the keyboard to some clients (a protocol error).
         disconnect();
-        m_reason = "Wayland 混成器拒绝为这个程序创建虚拟键盘";
+        lose("Wayland 混成器拒绝为这个程序创建虚拟键盘");
         return false;
     }
-    m_session->setLostHandler([this](std::string why) { lose(std::move(why)); });
-    m_shadow.forget();
-    m_reason.clear();
-    notifyRestored();
+    // The compositor is gone (restarted or crashed) or withdrew what we post with: whatever our
+    // devices held went with them. The session is closed from the event loop, never from inside
+    // its own callback.
+    m_session->setLostHandler([this](const std::string& why) {
+        lose("经 Wayland 混成器发送输入已停止，正在等它恢复（" + why + "）");
+        QTimer::singleShot(0, &m_reconnect, [this] {
+            disconnect();
+            m_reconnect.start();
+        });
+    });
+    m_scrolling = false;
+    setAvailable(nullptr);
     return true;
 }
 
@@ -196,28 +199,7 @@ void WlrootsBackend::disconnect() {
     m_keyboardManager = nullptr;
     m_pointer = nullptr;
     m_keyboard = nullptr;
-    m_buttons.clear();
-    m_keys.clear();
     m_text.clear();
-    m_scrolling = false;
-}
-
-// The compositor is gone (restarted or crashed) or withdrew what we post with: whatever our
-// devices held went with them. The session is closed and the controller told from the event
-// loop, never from inside the session's own callback or one of the controller's calls.
-void WlrootsBackend::lose(std::string why) {
-    if (!canPost())
-        return;
-    m_reason = "经 Wayland 混成器发送输入已停止，正在等它恢复（" + why + "）";
-    m_buttons.clear();
-    m_keys.clear();
-    m_text.clear();
-    m_scrolling = false;
-    QTimer::singleShot(0, &m_reconnect, [this] {
-        disconnect();
-        m_reconnect.start();
-        notifyLost();
-    });
 }
 
 void WlrootsBackend::takeSeatKeymap(std::string_view text) {
@@ -264,67 +246,20 @@ void WlrootsBackend::sendModifiers() {
 }
 
 std::vector<DisplayRect> WlrootsBackend::displays() {
-    if (!canPost())
-        return {};
-    const std::vector<DisplayRect> rects = m_session->displays();
-    if (rects != m_shadow.displays())
-        m_shadow.setDisplays(rects);
-    return rects;
+    return canPost() ? m_session->displays() : std::vector<DisplayRect>{};
 }
 
-std::optional<TrackpadVector> WlrootsBackend::pointerLocation() {
-    if (!canPost())
-        return std::nullopt;
-    return m_shadow.position();
-}
-
-void WlrootsBackend::moveTo(TrackpadVector target) {
-    displays();
-    if (!m_shadow.position()) {
-        const TrackpadVector home = m_shadow.home();
-        zwlr_virtual_pointer_v1_motion(m_pointer, nowMs(), wl_fixed_from_double(home.x),
-                                       wl_fixed_from_double(home.y));
-        zwlr_virtual_pointer_v1_frame(m_pointer);
-    }
-    const TrackpadVector delta = m_shadow.moveTo(target);
-    if (delta.x == 0 && delta.y == 0)
-        return;
+void WlrootsBackend::postMotion(TrackpadVector delta) {
     zwlr_virtual_pointer_v1_motion(m_pointer, nowMs(), wl_fixed_from_double(delta.x),
                                    wl_fixed_from_double(delta.y));
     zwlr_virtual_pointer_v1_frame(m_pointer);
 }
 
-void WlrootsBackend::button(std::uint32_t code, bool down) {
-    if (down == m_buttons.contains(code))
-        return;
+void WlrootsBackend::postButton(std::uint32_t code, bool down) {
     zwlr_virtual_pointer_v1_button(m_pointer, nowMs(), code,
                                    down ? WL_POINTER_BUTTON_STATE_PRESSED
                                         : WL_POINTER_BUTTON_STATE_RELEASED);
     zwlr_virtual_pointer_v1_frame(m_pointer);
-    if (down)
-        m_buttons.insert(code);
-    else
-        m_buttons.erase(code);
-}
-
-void WlrootsBackend::mouse(const MouseEvent& event) {
-    if (!canPost() || !std::isfinite(event.position.x) || !std::isfinite(event.position.y))
-        return;
-    typePendingText();
-    moveTo(event.position);
-    switch (event.type) {
-    case MouseEventType::leftDown:
-    case MouseEventType::leftUp:
-        button(BTN_LEFT, event.type == MouseEventType::leftDown);
-        break;
-    case MouseEventType::rightDown:
-    case MouseEventType::rightUp:
-        button(BTN_RIGHT, event.type == MouseEventType::rightDown);
-        break;
-    case MouseEventType::moved:
-    case MouseEventType::leftDragged:
-        break;
-    }
 }
 
 // Smooth scrolling from fingers: the client scrolls by the pixels given and, after the stop that
@@ -332,10 +267,7 @@ void WlrootsBackend::mouse(const MouseEvent& event) {
 // view towards the top of the page, as a wheel turned away from the user; on Wayland that is a
 // negative vertical axis value (and likewise wheel 2 leftwards). The phone signs its amounts for
 // natural scrolling, so the content follows the fingers.
-void WlrootsBackend::scroll(const ScrollEvent& event) {
-    if (!canPost())
-        return;
-    typePendingText();
+void WlrootsBackend::postScroll(const ScrollEvent& event) {
     const bool ends = event.phase == ScrollEvent::Phase::ended ||
                       event.phase == ScrollEvent::Phase::cancelled ||
                       event.momentum == ScrollEvent::Momentum::ended;
@@ -367,16 +299,10 @@ void WlrootsBackend::stopAxes(std::uint32_t time) {
     }
 }
 
-void WlrootsBackend::press(std::uint32_t evdevKey, bool down) {
-    if (down == m_keys.contains(evdevKey))
-        return;
+void WlrootsBackend::postKey(std::uint32_t evdevKey, bool down) {
     zwp_virtual_keyboard_v1_key(m_keyboard, nowMs(), evdevKey,
                                 down ? WL_KEYBOARD_KEY_STATE_PRESSED
                                      : WL_KEYBOARD_KEY_STATE_RELEASED);
-    if (down)
-        m_keys.insert(evdevKey);
-    else
-        m_keys.erase(evdevKey);
     if (m_baseState) {
         const xkb_state_component changed = xkb_state_update_key(
             m_baseState.get(), evdevKey + evdevOffset, down ? XKB_KEY_DOWN : XKB_KEY_UP);
@@ -385,30 +311,12 @@ void WlrootsBackend::press(std::uint32_t evdevKey, bool down) {
     }
 }
 
-void WlrootsBackend::key(std::uint16_t macKeyCode, bool down) {
-    if (!canPost())
-        return;
-    typePendingText();
-    if (const auto evdev = evdevKeyForMacKey(macKeyCode))
-        press(*evdev, down);
-}
-
-void WlrootsBackend::text(std::string_view character) {
-    if (!canPost() || !isValidUtf8(character))
-        return;
-    for (std::size_t offset = 0; offset < character.size();) {
-        const char32_t codePoint = nextCodePoint(character, offset);
-        // CR LF is one line break.
-        if (codePoint == U'\n' && !m_text.empty() && m_text.back() == U'\r')
-            continue;
-        m_text.push_back(codePoint);
-    }
-}
-
 // The characters waiting are typed under a keymap of their own, without modifiers, and the real
 // keymap and modifiers are put back at once: the compositor hands the keymaps and keys to the
 // focused client in the order given, so each key is read with the keymap it was sent under.
-void WlrootsBackend::typePendingText() {
+void WlrootsBackend::typeHeldText() {
+    if (!canPost())
+        m_text.clear();
     std::size_t done = 0;
     while (done < m_text.size()) {
         const TextKeymap keymap(
@@ -432,26 +340,6 @@ void WlrootsBackend::typePendingText() {
         done += std::max<std::size_t>(keymap.covered(), 1);
     }
     m_text.clear();
-}
-
-void WlrootsBackend::releaseHeld() {
-    for (const std::uint32_t code : std::set<std::uint32_t>(m_buttons))
-        button(code, false);
-    for (const std::uint32_t key : std::set<std::uint32_t>(m_keys))
-        press(key, false);
-    if (m_scrolling) {
-        stopAxes(nowMs());
-        zwlr_virtual_pointer_v1_frame(m_pointer);
-        m_scrolling = false;
-    }
-    m_session->flush();
-}
-
-void WlrootsBackend::flush() {
-    if (!canPost())
-        return;
-    typePendingText();
-    m_session->flush();
 }
 
 } // namespace

@@ -8,7 +8,7 @@ namespace quillvane {
 
 // The input backend of the wlroots compositors (sway, Hyprland, labwc, river...): a virtual
 // pointer and a virtual keyboard on the compositor that WAYLAND_DISPLAY names, no permission
-// dialog. Motion is relative, so the backend keeps a shadow pointer clamped to the outputs; text
+// dialog. The pointer moves on from wherever it is, by relative motion; text
 // is typed with a keymap of our own, uploaded for the characters and replaced by the real one
 // afterwards. When the compositor goes away the backend says so, lets the controller know, and
 // connects again once a compositor answers on the same socket. It always returns a backend; one

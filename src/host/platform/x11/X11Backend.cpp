@@ -141,7 +141,7 @@ public:
     void mouse(const MouseEvent& event) override;
     void scroll(const ScrollEvent& event) override;
     void key(std::uint16_t macKeyCode, bool down) override;
-    void text(std::string_view character) override;
+    bool text(std::string_view character) override;
     void flush() override;
     void discardPendingText() override;
 
@@ -495,9 +495,10 @@ void X11Backend::postKey(std::uint16_t macKeyCode, bool down) {
     XTestFakeKeyEvent(m_display, static_cast<unsigned int>(code), down ? True : False, CurrentTime);
 }
 
-void X11Backend::text(std::string_view character) {
+bool X11Backend::text(std::string_view character) {
     if (!canPost() || !isValidUtf8(character))
-        return;
+        return false;
+    std::vector<KeySym> keysyms;
     char32_t previous = 0;
     for (std::size_t offset = 0; offset < character.size();) {
         const char32_t codePoint = nextCodePoint(character, offset);
@@ -506,11 +507,16 @@ void X11Backend::text(std::string_view character) {
         previous = codePoint;
         if (secondHalfOfLineBreak)
             continue;
-        if (const auto keysym = keysymForCodePoint(codePoint))
-            submit({*keysym, {}});
+        const auto keysym = keysymForCodePoint(codePoint);
+        if (!keysym)
+            return false;
+        keysyms.push_back(*keysym);
     }
+    for (const KeySym keysym : keysyms)
+        submit({keysym, {}});
     if (m_pending.empty() && m_typer->isBorrowing())
         m_restoreTimer.start();
+    return true;
 }
 
 void X11Backend::flush() {
