@@ -28,6 +28,10 @@
         <translation>Browser</translation>
     </message>
     <message>
+        <source>无法打开浏览器连接端口</source>
+        <translation>Cannot open the port for browser connections</translation>
+    </message>
+    <message>
         <source>电脑</source>
         <translation>Computer</translation>
     </message>

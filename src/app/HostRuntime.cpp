@@ -39,6 +39,16 @@ HostRuntime::HostRuntime(std::string_view inputBackend)
         .computerName = [] { return QSysInfo::machineHostName().toStdString(); }});
     if (!m_backend->canPost())
         m_host->reportIssue(QString::fromStdString(m_backend->unavailableReason()));
+    m_browsers = std::make_unique<BrowserAccess>(m_keychain, m_settings, uptimeSeconds,
+                                                 QSysInfo::machineHostName());
+}
+
+void HostRuntime::startBrowsers() {
+    try {
+        m_browsers->start([this](Link* link) { m_host->receiveLink(link); });
+    } catch (const std::exception& error) {
+        m_host->reportIssue(QString::fromUtf8(error.what()));
+    }
 }
 
 } // namespace quillvane

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "BrowserAccess.h"
 #include "HostModel.h"
 #include "InputBackend.h"
 #include "InputController.h"
@@ -24,6 +25,10 @@ public:
     explicit HostRuntime(std::string_view inputBackend);
 
     HostModel& host() { return *m_host; }
+    // Browsers as controllers; started with the host, by startBrowsers().
+    BrowserAccess& browsers() { return *m_browsers; }
+    // Opens the browser endpoint; a refusal becomes the host's issue.
+    void startBrowsers();
     // The user's settings file, shared with the desktop shell's own settings.
     QSettings& settings() { return m_settings; }
     const InputBackend& backend() const { return *m_backend; }
@@ -37,6 +42,7 @@ private:
     AudioOutput m_audio;
     VirtualMicrophone m_microphone;
     std::unique_ptr<HostModel> m_host;
+    std::unique_ptr<BrowserAccess> m_browsers;
 };
 
 } // namespace quillvane

@@ -169,6 +169,12 @@ int main(int argc, char** argv) {
         shell->start();
     else
         host.start();
+    running.startBrowsers();
+    if (parser.isSet(showPairing) && running.browsers().port() != 0) {
+        // A phone's browser opens this once; the token in it is good for five minutes.
+        printLine(QStringLiteral("Browser link: ") + running.browsers().pairingLink());
+        printLine(QStringLiteral("Browser port: %1").arg(running.browsers().port()));
+    }
     const int status = app.exec();
     host.stop();
     printLine(QStringLiteral("Stopped."));

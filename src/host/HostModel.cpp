@@ -258,8 +258,10 @@ void HostModel::start() {
 
 void HostModel::accept(qintptr descriptor) {
     if (auto* link = m_listener->wrap(descriptor))
-        m_reception->receive(link);
+        receiveLink(link);
 }
+
+void HostModel::receiveLink(Link* link) { m_reception->receive(link); }
 
 void HostModel::stop() {
     m_timer.stop();

@@ -22,6 +22,7 @@ namespace quillvane {
 class ControllerSession;
 class InputHandler;
 class KeychainStore;
+class Link;
 class LinkListener;
 class LinkReception;
 class MoveStatistics;
@@ -70,6 +71,9 @@ public:
     void stop();
     void disconnect();
     void rotatePairing();
+    // Takes a link that arrived over another transport (a browser's WebSocket), not started: it
+    // goes through the same admission as the phone's TLS links.
+    void receiveLink(Link* link);
     // Shows a problem found outside the session (an input backend that cannot post, say).
     void reportIssue(const QString& issue) { m_issues.show(issue); }
 

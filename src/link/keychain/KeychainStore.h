@@ -51,13 +51,15 @@ public:
     // A new profile with a random id and a 256-bit key from the kernel; not stored.
     static PairingProfile create(std::string name);
 
+    // Items other parts keep beside the pairing (the browser endpoint's certificate and its
+    // paired browsers), as text this store does not look into. Absent when nothing is stored.
+    std::optional<std::string> readData(const std::string& account) const;
+    void writeData(std::string_view data, const std::string& account) const;
+
 private:
     using Items = std::variant<SecretServiceItemStore, FileItemStore>;
 
     explicit KeychainStore(Items items) : m_items(std::move(items)) {}
-
-    std::optional<std::string> readData(const std::string& account) const;
-    void writeData(std::string_view data, const std::string& account) const;
 
     Items m_items;
 };
