@@ -1,11 +1,8 @@
 #include "RecordingAudio.h"
 
-#include <QTimer>
-
 #include <algorithm>
-#include <chrono>
 
-#include "Uptime.h"
+#include "TimerClock.h"
 #include "protocol/PadError.h"
 
 namespace quillvane {
@@ -14,6 +11,12 @@ namespace {
 constexpr double kSampleRate = 24'000;
 
 } // namespace
+
+RecordingAudio::RecordingAudio(Clock* clock)
+    : m_ownClock(clock ? nullptr : std::make_unique<TimerClock>()),
+      m_clock(clock ? *clock : *m_ownClock) {}
+
+RecordingAudio::~RecordingAudio() = default;
 
 void RecordingAudio::start(const OutputDevice& device) {
     if (!device.isVirtual)
@@ -36,10 +39,9 @@ void RecordingAudio::enqueue(Bytes pcm, std::function<void()> played) {
     const auto samples = static_cast<std::int64_t>(pcm.size() / 4);
     m_receivedSamples += samples;
     ++m_queued;
-    const double now = uptimeSeconds();
+    const double now = m_clock.now();
     m_busyUntil = std::max(m_busyUntil, now) + static_cast<double>(samples) / kSampleRate;
-    const auto delay = std::chrono::milliseconds(static_cast<long>((m_busyUntil - now) * 1000));
-    QTimer::singleShot(delay, this, [this, generation = m_generation, played = std::move(played)] {
+    m_clock.after(m_busyUntil - now, this, [this, generation = m_generation, played = std::move(played)] {
         if (generation != m_generation)
             return;
         --m_queued;

@@ -3,10 +3,6 @@
 
 #include "HostTestSupport.h"
 
-#include <algorithm>
-
-#include <QTcpSocket>
-
 #include "ConnectionSquatters.h"
 
 using namespace quillvane;
@@ -78,34 +74,4 @@ TEST_F(HostAdmission, thePhoneBindsPastSquattersWhoNeverDisplaceItsChannels) {
         phone.control().close();
         ASSERT_TRUE(QTest::qWaitFor([&] { return !m_host->connected(); }, kGenerousMs));
     }
-}
-
-TEST_F(HostAdmission, aNewcomerTakesThePlaceOfTheOldestHandshakeOfTheLargestShare) {
-    // Oldest of all a lone handshake from .3, then six from .2 and one from .4: the table is full.
-    // Each has begun its handshake (a silent one that loses its place is left to its deadline).
-    std::vector<std::unique_ptr<QTcpSocket>> sockets;
-    for (int last : {3, 2, 2, 2, 2, 2, 2, 4, 4}) {
-        auto& socket = sockets.emplace_back(std::make_unique<QTcpSocket>());
-        socket->bind(loopback(last));
-        socket->connectToHost(QStringLiteral("127.0.0.1"), m_host->port());
-        socket->write("\x16", 1);
-        const int expected = std::min<int>(static_cast<int>(sockets.size()), 8);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return m_host->linkCount() == expected; }, kGenerousMs));
-    }
-
-    // The second from .4 leaves .2 holding the most, so .2's oldest gives way, not .3's.
-    const auto closed = [&](std::size_t i) {
-        return sockets[i]->state() == QAbstractSocket::UnconnectedState;
-    };
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            for (std::size_t i = 0; i < sockets.size(); ++i)
-                if (closed(i))
-                    return true;
-            return false;
-        },
-        kGenerousMs));
-    for (std::size_t i = 0; i < sockets.size(); ++i)
-        EXPECT_EQ(closed(i), i == 1) << "socket " << i;
-    EXPECT_EQ(m_host->linkCount(), 8);
 }

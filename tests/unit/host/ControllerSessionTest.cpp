@@ -1,0 +1,308 @@
+// The session's rules over fake links and a fake clock: binding, heartbeats, loss, routing, the
+// rejection path and the voice path, wired as the host wires them, without TLS or Avahi.
+
+#include <gtest/gtest.h>
+
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <algorithm>
+
+#include "ControllerSession.h"
+#include "HostSettings.h"
+#include "InputHandler.h"
+#include "VoiceRelay.h"
+#include "fakes/FakeClock.h"
+#include "fakes/FakeLink.h"
+#include "fakes/FixedMicrophone.h"
+#include "fakes/RecordingAudio.h"
+#include "fakes/RecordingInput.h"
+#include "net/LinkReception.h"
+
+using namespace quillvane;
+using Kind = WireMessage::Kind;
+
+namespace {
+
+const Uuid phoneID = Uuid::fromRandomBytes({1});
+const Uuid otherID = Uuid::fromRandomBytes({2});
+const Uuid utterance = Uuid::fromRandomBytes({3});
+
+WireMessage hello(const char* channel, const Uuid& client = phoneID) {
+    WireMessage message(Kind::hello);
+    message.channel = channel;
+    message.client = client;
+    return message;
+}
+
+WireMessage withSession(Kind kind, std::optional<std::int64_t> sequence = {},
+                        std::size_t samples = 0) {
+    WireMessage message(kind);
+    message.session = utterance;
+    message.sequence = sequence;
+    if (samples)
+        message.pcm = Bytes(samples * 4, 0);
+    return message;
+}
+
+class Session : public testing::Test {
+protected:
+    Session() {
+        m_reception.onMessage = [this](Link& link, const WireMessage& message) {
+            m_session.receive(link, message);
+        };
+        m_reception.onClose = [this](Link& link, const std::optional<QString>& reason) {
+            m_session.closed(link, reason);
+        };
+        m_reception.isBound = [this](const Link& link) { return m_session.isBound(link); };
+        QObject::connect(&m_session, &ControllerSession::issueRaised,
+                         [this](const QString& issue) { m_issue = issue; });
+        m_audio.setDevices({{7, "quillvane-microphone", "Quillvane Microphone", true}});
+        m_hostSettings.setDeviceUID(QStringLiteral("quillvane-microphone"));
+    }
+
+    FakeLink& connect(const char* address = "192.168.1.20") {
+        auto* link = new FakeLink(address);
+        m_reception.receive(link);
+        return *link;
+    }
+    // A phone with both channels bound.
+    std::pair<FakeLink*, FakeLink*> bind() {
+        FakeLink& control = connect();
+        control.deliver(hello("control"));
+        FakeLink& audio = connect();
+        audio.deliver(hello("audio"));
+        EXPECT_TRUE(m_session.connected());
+        m_input.clear();
+        return {&control, &audio};
+    }
+    std::size_t calls(const std::string& prefix) const {
+        return static_cast<std::size_t>(
+            std::count_if(m_input.calls().begin(), m_input.calls().end(),
+                          [&](const std::string& call) { return call.starts_with(prefix); }));
+    }
+    // The text of the last failure the controller was sent.
+    static std::string failure(const FakeLink& control) {
+        return control.last(Kind::failure).value_or(WireMessage(Kind::failure)).text.value_or("");
+    }
+
+    QTemporaryDir m_dir;
+    QSettings m_settings{m_dir.filePath(QStringLiteral("q.ini")), QSettings::IniFormat};
+    HostSettings m_hostSettings{m_settings};
+    FakeClock m_clock;
+    RecordingInput m_input;
+    RecordingAudio m_audio{&m_clock};
+    FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
+    ControllerSession m_session{m_clock, &m_input, [] { return 0.35; }};
+    InputHandler m_handler{m_session, m_input};
+    VoiceRelay m_voice{m_session, m_hostSettings, m_input, m_audio, m_microphone, m_clock};
+    LinkReception m_reception{m_clock};
+    QString m_issue;
+};
+
+} // namespace
+
+TEST_F(Session, bindsControlThenAudioAndTurnsEveryOtherLinkAway) {
+    // Nobody bound: an audio hello, or anything but a hello, closes that link; no issue.
+    FakeLink& early = connect();
+    early.deliver(hello("audio"));
+    EXPECT_EQ(early.closeReason, QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
+    FakeLink& chatty = connect();
+    chatty.deliver(WireMessage(Kind::heartbeat));
+    EXPECT_EQ(chatty.closeReason, QStringLiteral("连接尚未就绪"));
+    EXPECT_TRUE(m_issue.isEmpty());
+
+    FakeLink& control = connect();
+    control.deliver(hello("control"));
+    ASSERT_TRUE(control.last(Kind::welcome));
+    EXPECT_EQ(control.last(Kind::welcome)->doubleClickInterval, 0.35);
+    EXPECT_TRUE(m_session.controlBound());
+    EXPECT_FALSE(m_session.connected());
+    // Until the audio channel binds, even heartbeats are refused, and do not count as liveness.
+    m_clock.advance(3);
+    control.deliver(WireMessage(Kind::heartbeat));
+    EXPECT_EQ(failure(control), "连接尚未就绪");
+    EXPECT_FALSE(control.last(Kind::heartbeat));
+    // An audio channel claiming another client id does not take the free place.
+    FakeLink& stranger = connect();
+    stranger.deliver(hello("audio", otherID));
+    EXPECT_TRUE(stranger.isClosed());
+
+    FakeLink& audio = connect();
+    audio.deliver(hello("audio"));
+    ASSERT_TRUE(audio.last(Kind::welcome));
+    EXPECT_TRUE(m_session.connected());
+    m_clock.advance(1.5);
+    m_session.tick();
+    EXPECT_FALSE(m_session.controlBound()) << "the refused heartbeat kept the controller alive";
+}
+
+TEST_F(Session, aBoundControllerIsAnsweredAndKeptWhileOthersAreTurnedAway) {
+    auto [control, audio] = bind();
+    control->deliver(WireMessage(Kind::heartbeat));
+    ASSERT_TRUE(control->last(Kind::heartbeat));
+    EXPECT_EQ(control->last(Kind::heartbeat)->doubleClickInterval, 0.35);
+
+    // Refusals on a bound channel are answered with a failure and become the issue; the session
+    // goes on.
+    control->deliver(hello("control"));
+    EXPECT_EQ(failure(*control), "重复或无效握手");
+    control->deliver(WireMessage(Kind::welcome));
+    EXPECT_EQ(failure(*control), "无效控制消息");
+    EXPECT_FALSE(control->last(Kind::failure)->session);
+    EXPECT_EQ(m_issue, QStringLiteral("无效控制消息"));
+    audio->deliver(WireMessage(Kind::move));
+    EXPECT_EQ(failure(*control), "无效音频消息");
+    // Bad input is refused before it is posted, and releases whatever was held.
+    WireMessage tooMany(Kind::move);
+    tooMany.movementSamples = std::vector<TrackpadVector>(65, TrackpadVector{1, 1});
+    control->deliver(tooMany);
+    EXPECT_EQ(failure(*control), "无效移动事件");
+    EXPECT_EQ(calls("move"), 0u);
+    EXPECT_EQ(calls("releaseAll"), 4u);
+    m_input.setPermitted(false);
+    WireMessage drag(Kind::drag);
+    drag.flag = true;
+    control->deliver(drag);
+    EXPECT_EQ(failure(*control), "请授予辅助功能权限");
+    EXPECT_EQ(calls("drag"), 0u);
+
+    // A second phone, and a link that is none of the bound channels, are closed; the first
+    // phone keeps being served.
+    FakeLink& second = connect("192.168.1.30");
+    second.deliver(hello("control", otherID));
+    EXPECT_EQ(second.closeReason, QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
+    FakeLink& unbound = connect();
+    unbound.deliver(hello("audio", otherID));
+    FakeLink& other = connect();
+    other.deliver(WireMessage(Kind::heartbeat));
+    EXPECT_EQ(other.closeReason, QStringLiteral("未绑定的控制通道"));
+    EXPECT_FALSE(control->isClosed() || audio->isClosed());
+    EXPECT_TRUE(m_session.connected());
+}
+
+TEST_F(Session, routesInputMessagesWithTheirDefaults) {
+    auto [control, audio] = bind();
+    WireMessage move(Kind::move);
+    move.movementSamples = std::vector<TrackpadVector>{{3, 4}};
+    WireMessage scroll(Kind::scroll);
+    scroll.y = -12.5;
+    scroll.scrollPhase = TrackpadScrollPhase::began;
+    WireMessage key(Kind::key);
+    key.keyCode = 6;
+    key.modifiers = 0x120000;
+    WireMessage text(Kind::text);
+    text.text = "Hello, 世界";
+    WireMessage drag(Kind::drag);
+    drag.flag = true;
+    for (const WireMessage& message :
+         {move, scroll, WireMessage(Kind::click), key, text, drag, WireMessage(Kind::cancel)})
+        control->deliver(message);
+    const std::vector<std::string> expected = {
+        "move samples=1 dx=3 dy=4",        "scroll x=0 y=-12.5 phase=began",
+        "click right=false continuing=none", "key code=6 modifiers=0x120000",
+        "type Hello, 世界",                  "drag held=true continuing=false",
+        "releaseShortcut",                 "releaseAll",
+    };
+    EXPECT_EQ(m_input.calls(), expected);
+    EXPECT_FALSE(control->last(Kind::failure));
+}
+
+TEST_F(Session, aHeartbeatGapOverFourSecondsDropsBothChannelsAndReleasesEverything) {
+    auto [control, audio] = bind();
+    m_clock.advance(ControllerSession::heartbeatLimit);
+    m_session.tick();
+    EXPECT_TRUE(m_session.connected()) << "a gap of exactly the limit keeps the controller";
+    control->deliver(WireMessage(Kind::heartbeat));
+    m_clock.advance(ControllerSession::heartbeatLimit + 0.01);
+    m_session.tick();
+    EXPECT_FALSE(m_session.connected());
+    EXPECT_TRUE(control->isClosed() && audio->isClosed());
+    EXPECT_EQ(m_issue, QStringLiteral("连接中断，已释放所有按键"));
+    EXPECT_EQ(calls("releaseAll"), 1u);
+}
+
+TEST_F(Session, losingEitherChannelDropsTheControllerAndWhatItHeld) {
+    for (const bool audioFirst : {true, false}) {
+        auto [control, audio] = bind();
+        (audioFirst ? audio : control)->close(QStringLiteral("连接已关闭"));
+        EXPECT_FALSE(m_session.controlBound());
+        EXPECT_TRUE(control->isClosed() && audio->isClosed());
+        EXPECT_EQ(calls("releaseAll"), 1u);
+    }
+    // The places are free again: a phone binds at once.
+    bind();
+}
+
+TEST_F(Session, aLinkThatHasNotBoundByItsDeadlineIsClosed) {
+    FakeLink& idle = connect();
+    FakeLink& control = connect();
+    control.deliver(hello("control"));
+    m_clock.advance(LinkReception::kBindDeadline - 0.01);
+    EXPECT_FALSE(idle.isClosed());
+    m_clock.advance(0.02);
+    EXPECT_EQ(idle.closeReason, QStringLiteral("会话握手超时"));
+    EXPECT_FALSE(control.isClosed());
+}
+
+TEST_F(Session, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) {
+    auto [control, audio] = bind();
+    control->deliver(withSession(Kind::voiceBegin));
+    EXPECT_EQ(calls("beginShortcut code=49 modifiers=0xc0000 mode=hold"), 1u);
+    EXPECT_FALSE(control->last(Kind::voiceReady));
+    m_clock.advance(m_hostSettings.prepDelay());
+    ASSERT_TRUE(control->last(Kind::voiceReady));
+    EXPECT_EQ(control->last(Kind::voiceReady)->session, utterance);
+
+    // While speaking, other control messages are dropped unanswered, whatever session they name.
+    WireMessage move = withSession(Kind::move);
+    move.movementSamples = std::vector<TrackpadVector>{{1, 1}};
+    control->deliver(move);
+    control->deliver(WireMessage(Kind::welcome));
+    for (int sequence = 0; sequence < 3; ++sequence)
+        audio->deliver(withSession(Kind::audio, sequence, 4'800));
+    audio->deliver(withSession(Kind::voiceEnd, 2));
+    EXPECT_FALSE(control->last(Kind::voiceDone)) << "answered before the audio was played";
+    m_clock.advance(1.0);
+    ASSERT_TRUE(control->last(Kind::voiceDone));
+    EXPECT_EQ(m_audio.receivedSamples(), 14'400);
+    EXPECT_EQ(calls("releaseShortcut"), 1u);
+    EXPECT_EQ(calls("move"), 0u);
+    EXPECT_FALSE(control->last(Kind::failure));
+    control->deliver(move);
+    EXPECT_EQ(calls("move"), 1u);
+}
+
+TEST_F(Session, aBrokenUtteranceFailsWithItsSessionAndLatePacketsAreDropped) {
+    auto [control, audio] = bind();
+    control->deliver(withSession(Kind::voiceBegin));
+    audio->deliver(withSession(Kind::audio, 1, 100)); // packet 0 never came
+    ASSERT_TRUE(control->last(Kind::failure));
+    EXPECT_EQ(failure(*control), "音频分包序号异常，请重试");
+    EXPECT_EQ(control->last(Kind::failure)->session, utterance);
+    EXPECT_EQ(m_issue, QStringLiteral("音频分包序号异常，请重试"));
+    EXPECT_GE(calls("releaseAll"), 1u);
+    EXPECT_FALSE(audio->isClosed());
+    audio->deliver(withSession(Kind::audio, 0, 100));
+    EXPECT_EQ(control->sent.size(), 2u) << "a late packet was answered";
+    // Voice that stops arriving expires at a tick, while the heartbeats go on.
+    control->deliver(withSession(Kind::voiceBegin));
+    for (double waited = 0; waited <= VoiceSession::staleAfter; waited += 2) {
+        m_clock.advance(2);
+        control->deliver(WireMessage(Kind::heartbeat));
+    }
+    m_session.tick();
+    EXPECT_EQ(failure(*control), "音频超时，已释放语音快捷键");
+
+    // No virtual device chosen, or the microphone not ready: the utterance does not start.
+    m_hostSettings.setDeviceUID(QStringLiteral("speakers"));
+    m_audio.setDevices({{8, "speakers", "Speakers", false}});
+    control->deliver(withSession(Kind::voiceBegin));
+    EXPECT_EQ(failure(*control), "请先在电脑选择虚拟音频输出设备");
+    m_audio.setDevices({{7, "quillvane-microphone", "Quillvane Microphone", true}});
+    m_hostSettings.setDeviceUID(QStringLiteral("quillvane-microphone"));
+    m_microphone.setState(MicrophoneState{MicrophoneState::Kind::missing, {}});
+    control->deliver(withSession(Kind::voiceBegin));
+    EXPECT_EQ(failure(*control), "Quillvane Microphone 尚未安装");
+    EXPECT_FALSE(m_voice.speaking());
+}
