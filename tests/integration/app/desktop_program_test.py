@@ -12,6 +12,8 @@ both languages are kept in the output folder.
 """
 
 import argparse
+import glob
+import json
 import math
 import os
 import queue
@@ -110,18 +112,18 @@ class Desktop:
 class Program:
     """`quillvane --show-pairing` on the desktop, its output read as it comes."""
 
-    def __init__(self, *arguments):
+    def __init__(self, *arguments, language="zh_CN", session=None):
         # Qt 6.4 exports its widgets only when a screen reader has announced itself; this is its
         # own switch for clients that do not.
-        env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
-        # A Chinese desktop: the program's first language follows it.
+        env = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", **(session or {}))
+        # A Chinese desktop unless told otherwise: the program's first language follows it.
         for name in ("LC_ALL", "LC_MESSAGES", "LANGUAGE"):
             env.pop(name, None)
-        env["LANG"] = "zh_CN.UTF-8"
+        env["LANG"] = f"{language}.UTF-8"
         self.process = subprocess.Popen([ARGS.program, "--show-pairing", *arguments],
                                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                         text=True, env=env)
-        self.port = self.link = None
+        self.port = self.link = self.window_system = None
         threading.Thread(target=self.read, daemon=True).start()
         wait_until(lambda: self.port and self.link, "the port and the pairing link")
 
@@ -130,6 +132,10 @@ class Program:
             line = line.strip()
             if match := re.match(r"Listening on port (\d+)$", line):
                 self.port = int(match.group(1))
+            elif line.startswith("Window system: "):
+                self.window_system = line.split(": ", 1)[1]
+            elif line == "No display reachable; running headless.":
+                self.window_system = "none"
             elif line.startswith("quillvane://"):
                 self.link = line  # the newest: a revoked pairing prints its successor
 
@@ -261,8 +267,8 @@ class DesktopCase(unittest.TestCase):
             cls.program.stop()
 
     @classmethod
-    def start_program(cls, *arguments):
-        cls.program = Program(*arguments)
+    def start_program(cls, *arguments, **options):
+        cls.program = Program(*arguments, **options)
 
     @classmethod
     def find_window(cls):
@@ -344,7 +350,8 @@ class SettingsWindowTest(DesktopCase):
         super().setUpClass()
         cls.watcher = cls.tray.start_watcher()
         cls.watcher.stdout.readline()  # "ready"
-        cls.start_program()
+        # A Wayland display that refuses: the program falls back to X.
+        cls.start_program(session={"WAYLAND_DISPLAY": "no-such-compositor"})
 
     @classmethod
     def tearDownClass(cls):
@@ -353,6 +360,7 @@ class SettingsWindowTest(DesktopCase):
 
     def test_1_pairing_the_tray_and_revoking(self):
         wait_until(lambda: self.tray.entries(), "the tray item")
+        self.assertEqual(self.program.window_system, "xcb")
         self.assertEqual(list(self.tray.entries()),
                          ["等待手机连接", "断开手机", "打开 Quillvane", "退出 Quillvane"])
         self.assertFalse(self.tray.entries()["断开手机"][1], "no phone is bound yet")
@@ -541,6 +549,225 @@ class NoTrayTest(DesktopCase):
             elif ours and not top_is_ours:
                 return True
         return False
+
+
+REFUSED_X = ":77"  # no X server listens there
+
+
+def code_colours(path, scale):
+    """What zbarimg reads in the screenshot, and the colours of the QR code in it, drawn at its
+    full size (six logical pixels a module) on a screen of `scale`: the area that pure black blocks
+    of nearly a module span (text strokes are thinner), from the outer edges of the finder
+    patterns at its corners."""
+    from PIL import Image, ImageChops, ImageFilter
+    read = subprocess.run(["zbarimg", "--quiet", "--raw", path], capture_output=True,
+                          text=True).stdout.strip()
+    image = Image.open(path).convert("RGB")
+    red, green, blue = image.split()
+    brightest = ImageChops.lighter(ImageChops.lighter(red, green), blue)
+    block = 6 * scale - 1
+    modules = brightest.point(lambda value: 255 if value == 0 else 0)
+    box = modules.filter(ImageFilter.MinFilter(block)).getbbox()
+    if not read or not box:
+        return read, set()
+    grow = block // 2
+    box = (box[0] - grow, box[1] - grow, box[2] + grow, box[3] + grow)
+    return read, {colour for _, colour in image.crop(box).getcolors(1 << 16)}
+
+
+class Compositor:
+    """A headless Wayland compositor of scripts/test-env.d, started once for several programs."""
+
+    def __init__(self, name, socket, *options):
+        self.socket = socket
+        self.process = DESKTOP.start([os.path.join(ARGS.services, name), socket, *options])
+        runtime = os.environ["XDG_RUNTIME_DIR"]
+        wait_until(lambda: os.path.exists(os.path.join(runtime, socket)), f"{name}'s socket")
+
+    def session(self, desktop):
+        return {"WAYLAND_DISPLAY": self.socket, "DISPLAY": REFUSED_X, "XDG_SESSION_TYPE": "wayland",
+                "XDG_CURRENT_DESKTOP": desktop}
+
+    def stop(self):
+        self.process.terminate()
+        self.process.wait(20)
+
+
+class Sway(Compositor):
+    def __init__(self):
+        super().__init__("sway", "sway-app")
+        env_dir = os.environ["QUILLVANE_TEST_ENV_DIR"]
+        self.ipc = wait_until(lambda: next(iter(sorted(
+            glob.glob(f"{env_dir}/sway.*/run/sway-ipc.*.sock"))), None), "sway's IPC socket")
+
+    def message(self, *command, kind="command"):
+        return json.loads(subprocess.run(["swaymsg", "-s", self.ipc, "-r", "-t", kind, *command],
+                                         capture_output=True, text=True, check=True).stdout)
+
+    def set_output(self, width, height, scale):
+        self.message(f"output HEADLESS-1 mode {width}x{height} scale {scale}")
+
+    def windows(self):
+        """app_id (or class) of every window sway manages."""
+        def walk(node):
+            if node.get("pid"):
+                yield node.get("app_id") or node.get("window_properties", {}).get("class")
+            for child in node.get("nodes", []) + node.get("floating_nodes", []):
+                yield from walk(child)
+        return list(walk(self.message(kind="get_tree")))
+
+    def screenshot(self, path):
+        subprocess.run(["grim", "-o", "HEADLESS-1", path], check=True,
+                       env=dict(os.environ, WAYLAND_DISPLAY=self.socket))
+
+
+class Mutter(Compositor):
+    """GNOME's compositor; its screen is read through its screen-cast interface and PipeWire."""
+
+    def __init__(self, folder):
+        self.pipewire = os.path.join(folder, "pipewire")
+        DESKTOP.start([os.path.join(ARGS.services, "pipewire"), self.pipewire])
+        wait_until(lambda: os.path.exists(os.path.join(self.pipewire, "pipewire-0")), "PipeWire")
+        os.environ["PIPEWIRE_RUNTIME_DIR"] = self.pipewire
+        # Large enough that scale 2 is among the scales Mutter offers for it.
+        super().__init__("mutter", "mutter-app", "2560", "1600")
+        del os.environ["PIPEWIRE_RUNTIME_DIR"]
+        self.config = dbus.bus.BusConnection(self.bus_address()).get_object("org.gnome.Mutter.DisplayConfig",
+                                          "/org/gnome/Mutter/DisplayConfig")
+        self.stream = None
+
+    def set_scale(self, scale):
+        interface = "org.gnome.Mutter.DisplayConfig"
+        serial, monitors, _, _ = self.config.GetCurrentState(dbus_interface=interface)
+        connector, mode = monitors[0][0][0], monitors[0][1][0][0]
+        self.config.ApplyMonitorsConfig(serial, 1, [(0, 0, float(scale), 0, True,
+                                                     [(connector, mode, {})])], {},
+                                        dbus_interface=interface)
+        self.connector = connector
+
+    def screenshot(self, path):
+        if self.stream is None:
+            self.stream = self.record()
+        subprocess.run(["gst-launch-1.0", "-q", "pipewiresrc", f"path={self.stream}",
+                        "num-buffers=1", "!", "videoconvert", "!", "pngenc", "!", "filesink",
+                        f"location={path}"], check=True, timeout=60,
+                       env=dict(os.environ, PIPEWIRE_RUNTIME_DIR=self.pipewire))
+
+    def record(self):
+        """The PipeWire node of a screen cast of the monitor."""
+        from dbus.mainloop.glib import DBusGMainLoop
+        from gi.repository import GLib
+        service = "org.gnome.Mutter.ScreenCast"
+        bus = dbus.bus.BusConnection(self.bus_address(), mainloop=DBusGMainLoop())
+        cast = bus.get_object(service, "/org/gnome/Mutter/ScreenCast")
+        session = bus.get_object(service, cast.CreateSession({}, dbus_interface=service))
+        stream = session.RecordMonitor(self.connector, {}, dbus_interface=service + ".Session")
+        nodes = []
+        bus.add_signal_receiver(nodes.append, "PipeWireStreamAdded", service + ".Stream",
+                                path=stream)
+        session.Start(dbus_interface=service + ".Session")
+        context = GLib.MainContext.default()
+        wait_until(lambda: (context.iteration(False), nodes)[1], "the screen cast's stream")
+        self.keep = (bus, session)  # the cast lasts as long as its session's connection
+        return int(nodes[0])
+
+    def bus_address(self):
+        with open(os.path.join(os.environ["XDG_RUNTIME_DIR"], "mutter-app.bus")) as address:
+            return address.read().strip()
+
+    def stop(self):
+        self.keep = None
+        super().stop()
+
+
+class WaylandTest(DesktopCase):
+    """The program as the window of a Wayland desktop: sway with a StatusNotifierItem host, and
+    GNOME's Mutter without one, at scale 1 and 2, in both languages. X answers nowhere, so each
+    run also shows that the program takes Wayland rather than running headless."""
+
+    PAGES = ("connection", "voice", "general")
+
+    def tearDown(self):
+        if self.program:
+            self.program.stop()
+            type(self).program = None
+
+    def run_on(self, compositor, name, scale, language, present, texts=()):
+        self.start_program(language=language, session=compositor.session(name))
+        self.assertEqual(self.program.window_system, "wayland")
+        present()
+        self.wait_for_window()
+        if isinstance(compositor, Sway):
+            self.assertEqual(compositor.windows(), ["app.quillvane.Quillvane"])
+        for text in texts:
+            self.control("label", text)
+        english = language.startswith("en")
+        self.open_page(0)
+        self.press("push button", "Show Pairing Code" if english else "显示配对码")
+        shot = os.path.join(ARGS.out, f"{name.lower()}-{scale}x-{language[:2]}-code.png")
+        # Taken again until the window's opening animation has ended.
+        def code():
+            compositor.screenshot(shot)
+            read, colours = code_colours(shot, scale)
+            return len(colours) == 2 and read
+        self.assertEqual(wait_until(code, f"a readable code in exactly two colours in {shot}"),
+                         self.program.link)
+        for index, page in enumerate(self.PAGES):
+            self.open_page(index)
+            time.sleep(0.5)  # the repaint reaches the screen after the page switch
+            compositor.screenshot(os.path.join(ARGS.out, f"{name.lower()}-{scale}x-{language[:2]}-{page}.png"))
+        if english:
+            foreign = {text for text in self.visible_texts() if CJK.search(text)
+                       and text not in LANGUAGE_NAMES}
+            self.assertEqual(foreign, set())
+        self.program.stop()
+        type(self).program = None
+
+    def test_sway_with_a_tray(self):
+        sway = Sway()
+        watcher = self.tray.start_watcher()
+        try:
+            watcher.stdout.readline()  # "ready"
+            for width, height, scale in ((1024, 768, 1), (2560, 1600, 2)):
+                sway.set_output(width, height, scale)
+                for language in ("zh_CN", "en_US"):
+                    def activate():
+                        item = wait_until(self.tray.item, "the tray item")
+                        item.Activate(0, 0, dbus_interface="org.kde.StatusNotifierItem")
+                    self.run_on(sway, "sway", scale, language, activate)
+            # A 1280x720 screen at 1.5: the window fits, with the code shown.
+            sway.set_output(1280, 720, 1.5)
+            self.start_program(session=sway.session("sway"))
+            wait_until(self.tray.item, "the tray item").Activate(
+                0, 0, dbus_interface="org.kde.StatusNotifierItem")
+            self.wait_for_window()
+            self.press("push button", "显示配对码")
+            sway.screenshot(os.path.join(ARGS.out, "sway-1.5x-zh-code.png"))
+        finally:
+            watcher.terminate()
+            sway.stop()
+
+    def test_mutter_without_a_tray(self):
+        mutter = Mutter(self.folder)
+        try:
+            for scale in (1, 2):
+                mutter.set_scale(scale)
+                for language in ("zh_CN", "en_US"):
+                    # GNOME without its AppIndicator extension: the window opens by itself and
+                    # names the extension.
+                    hint = ("This desktop has no system tray, so closing this window quits "
+                            "Quillvane. GNOME shows tray icons once the AppIndicator extension is "
+                            "installed." if language == "en_US" else
+                            "这个桌面没有系统托盘，关闭此窗口会退出 Quillvane。GNOME 需要安装 "
+                            "AppIndicator 扩展才能显示托盘图标。")
+                    self.run_on(mutter, "GNOME", scale, language, lambda: None, [hint])
+        finally:
+            mutter.stop()
+
+    def test_no_display_answering_means_headless(self):
+        self.start_program(session={"WAYLAND_DISPLAY": "no-such-compositor", "DISPLAY": REFUSED_X})
+        wait_until(lambda: self.program.window_system, "the program's choice")
+        self.assertEqual(self.program.window_system, "none")
 
 
 if __name__ == "__main__":
