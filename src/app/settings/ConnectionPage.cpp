@@ -7,6 +7,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStyle>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -18,6 +19,9 @@
 
 namespace quillvane {
 namespace {
+
+// Room kept below the code when it is fitted into the page's visible height.
+constexpr int codeMargin = 12;
 
 // How the backends are known to the people who run these desktops.
 QString backendTitle(std::string_view name) {
@@ -130,6 +134,31 @@ void ConnectionPage::hidePairing() {
 void ConnectionPage::showPairing() {
     m_showing = true;
     updatePairing();
+}
+
+void ConnectionPage::resizeEvent(QResizeEvent* event) {
+    SettingsPage::resizeEvent(event);
+    fitCodeLater();
+}
+
+bool ConnectionPage::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == widget() && event->type() == QEvent::LayoutRequest)
+        fitCodeLater();
+    return SettingsPage::eventFilter(watched, event);
+}
+
+void ConnectionPage::fitCodeLater() {
+    // Once the layout has placed the code: filters see a layout change before it is applied.
+    if (m_fitPending)
+        return;
+    m_fitPending = true;
+    QTimer::singleShot(0, this, [this] {
+        m_fitPending = false;
+        // A low window gets a smaller code rather than one that has to be scrolled to. Nothing
+        // above the code depends on its size, so this settles at once.
+        const int top = m_code->mapTo(widget(), QPoint(0, 0)).y();
+        m_code->setMaximumSide(viewport()->height() - top - codeMargin);
+    });
 }
 
 void ConnectionPage::checkPermission() {

@@ -28,15 +28,22 @@ public:
     // Reads again whether the backend can post.
     void checkPermission();
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void showPairing();
     void confirmRevoke();
     void updateStatus();
     void updatePairing();
+    // Fits the code into the page's visible height, once the layout has settled.
+    void fitCodeLater();
 
     HostModel& m_host;
     const InputBackend* m_backend = nullptr;
     bool m_showing = false;
+    bool m_fitPending = false;
 
     Card* m_connectionCard;
     QLabel* m_status;

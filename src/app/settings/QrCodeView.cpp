@@ -53,13 +53,21 @@ void QrCodeView::setLink(const QString& link) {
     update();
 }
 
+void QrCodeView::setMaximumSide(int side) {
+    if (side == m_maximumSide)
+        return;
+    m_maximumSide = side;
+    updateGeometry();
+}
+
 int QrCodeView::devicePixelsPerModule(int width) const {
     if (m_modules.isNull())
         return 0;
     const qreal ratio = devicePixelRatioF();
     const int largest = static_cast<int>(std::floor(scale * ratio));
     const int smallest = static_cast<int>(std::ceil(minimumScale * ratio));
-    const int fitting = static_cast<int>(std::floor(width * ratio / m_modules.width()));
+    const int fitting =
+        static_cast<int>(std::floor(std::min(width, m_maximumSide) * ratio / m_modules.width()));
     return std::clamp(fitting, smallest, largest);
 }
 

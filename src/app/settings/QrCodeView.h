@@ -23,6 +23,9 @@ public:
     // Shows the code of `link`; an empty link (or one too long for a QR code) shows nothing.
     void setLink(const QString& link);
     QString link() const { return m_link; }
+    // The code's side stays within `side` logical pixels, as long as that leaves it
+    // `minimumScale` pixels a module.
+    void setMaximumSide(int side);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
@@ -40,6 +43,7 @@ private:
     int side(int devicePixels) const;
 
     QString m_link;
+    int m_maximumSide = QWIDGETSIZE_MAX;
     QImage m_modules; // one pixel per module, quiet zone included
 };
 

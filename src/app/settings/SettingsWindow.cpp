@@ -21,9 +21,9 @@
 namespace quillvane {
 namespace {
 
-// The sidebar narrows to its least width before the page has to.
+// The sidebar's width when there is room; a narrow window narrows it down to the longest page
+// title before the page has to give way.
 constexpr int sidebarWidth = 210;
-constexpr int narrowSidebarWidth = 150;
 constexpr int logoSize = 64;
 constexpr int defaultWidth = 760;
 constexpr int defaultHeight = 660;
@@ -66,7 +66,6 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
 
     auto* sidebar = new QWidget;
     sidebar->setObjectName(QStringLiteral("sidebar"));
-    sidebar->setMinimumWidth(narrowSidebarWidth);
     sidebar->setMaximumWidth(sidebarWidth);
     m_logo = new QLabel(sidebar);
     m_logo->setFixedSize(logoSize, logoSize);
@@ -79,6 +78,7 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     m_pages->setObjectName(QStringLiteral("pageList"));
     m_pages->setFrameShape(QFrame::NoFrame);
     m_pages->setFocusPolicy(Qt::StrongFocus);
+    m_pages->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 
     auto* sidebarLayout = new QVBoxLayout(sidebar);
     sidebarLayout->setContentsMargins(16, 24, 12, 16);
@@ -106,8 +106,9 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
                                static_cast<SettingsPage*>(m_voice),
                                static_cast<SettingsPage*>(m_general)}) {
         auto* item = new QListWidgetItem(page->title(), m_pages);
-        connect(page, &SettingsPage::titleChanged, this, [item](const QString& title) {
+        connect(page, &SettingsPage::titleChanged, this, [this, item](const QString& title) {
             item->setText(title);
+            fitPageList();
         });
         m_stack->addWidget(page);
     }
@@ -132,6 +133,7 @@ SettingsWindow::SettingsWindow(HostModel& host, AppStrings& strings, LoginItemSe
     auto* close = new QShortcut(QKeySequence::Close, this);
     connect(close, &QShortcut::activated, this, &QWidget::close);
     retranslate();
+    fitPageList();
     showLogo();
 }
 
@@ -158,6 +160,11 @@ void SettingsWindow::setInputBackend(const InputBackend* backend) {
 void SettingsWindow::setNoTrayHint(QWidget* hint) {
     setMenuWidget(hint);
     m_general->setInTray(hint == nullptr);
+}
+
+void SettingsWindow::fitPageList() {
+    // The narrowed sidebar still shows every page's whole title.
+    m_pages->setMinimumWidth(m_pages->sizeHintForColumn(0) + 2 * m_pages->frameWidth());
 }
 
 bool SettingsWindow::event(QEvent* event) {

@@ -43,6 +43,7 @@ private:
     void retranslate();
     // The logo at the device pixel ratio of the window's screen.
     void showLogo();
+    void fitPageList();
 
     QLabel* m_logo;
     QLabel* m_tagline;

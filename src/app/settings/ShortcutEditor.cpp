@@ -51,9 +51,10 @@ ShortcutEditor::ShortcutEditor(HostModel& host, std::function<QString(const QStr
     m_key->setMaxVisibleItems(16);
     // Wide enough for the longest key name in either language.
     m_key->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    // The key above its modifiers: on one line they would make the window too wide for a small
+    // screen.
     auto* row = new QHBoxLayout;
     row->setSpacing(12);
-    row->addWidget(m_key);
     for (std::size_t i = 0; i < m_modifiers.size(); ++i) {
         m_modifiers[i] = new QCheckBox(QString::fromLatin1(modifierNames[i]), this);
         m_modifiers[i]->setAccessibleName(m_modifiers[i]->text());
@@ -71,6 +72,7 @@ ShortcutEditor::ShortcutEditor(HostModel& host, std::function<QString(const QStr
     m_problem->setWordWrap(true);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_key, 0, Qt::AlignLeft);
     layout->addLayout(row);
     layout->addWidget(m_problem);
 

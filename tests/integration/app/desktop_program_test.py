@@ -606,6 +606,8 @@ class Sway(Compositor):
 
     def set_output(self, width, height, scale):
         self.message(f"output HEADLESS-1 mode {width}x{height} scale {scale}")
+        # The pointer stays out of the screenshots.
+        self.message("seat * hide_cursor 100")
 
     def windows(self):
         """app_id (or class) of every window sway manages."""
@@ -615,6 +617,15 @@ class Sway(Compositor):
             for child in node.get("nodes", []) + node.get("floating_nodes", []):
                 yield from walk(child)
         return list(walk(self.message(kind="get_tree")))
+
+    def window_width(self):
+        """The logical width of the program's window."""
+        def walk(node):
+            if node.get("app_id") == "app.quillvane.Quillvane":
+                yield node["rect"]["width"]
+            for child in node.get("nodes", []) + node.get("floating_nodes", []):
+                yield from walk(child)
+        return next(walk(self.message(kind="get_tree")))
 
     def screenshot(self, path):
         subprocess.run(["grim", "-o", "HEADLESS-1", path], check=True,
@@ -735,14 +746,27 @@ class WaylandTest(DesktopCase):
                         item = wait_until(self.tray.item, "the tray item")
                         item.Activate(0, 0, dbus_interface="org.kde.StatusNotifierItem")
                     self.run_on(sway, "sway", scale, language, activate)
-            # A 1280x720 screen at 1.5: the window fits, with the code shown.
+            # A 1280x720 screen at 1.5, in the wider language: the window fits with the code shown,
+            # also floating at the least size it allows.
             sway.set_output(1280, 720, 1.5)
-            self.start_program(session=sway.session("sway"))
+            self.start_program(language="en_US", session=sway.session("sway"))
             wait_until(self.tray.item, "the tray item").Activate(
                 0, 0, dbus_interface="org.kde.StatusNotifierItem")
             self.wait_for_window()
-            self.press("push button", "显示配对码")
-            sway.screenshot(os.path.join(ARGS.out, "sway-1.5x-zh-code.png"))
+            self.press("push button", "Show Pairing Code")
+            path = os.path.join(ARGS.out, "sway-1.5x-en-code.png")
+            self.assertEqual(wait_until(lambda: sway.screenshot(path) or code_colours(path, 1)[0],
+                                        f"a readable code in {path}"), self.program.link)
+            # Floating, asked to be narrower than it allows: sway keeps it at its least width.
+            sway.message("[app_id=app.quillvane.Quillvane] floating enable, resize set 300 470")
+            narrowest = wait_until(lambda: (lambda width: width < 1280 / 1.5 and width)(
+                sway.window_width()), "the window to float")
+            self.assertLessEqual(narrowest, 600)
+            sway.message(f"[app_id=app.quillvane.Quillvane] resize set {narrowest} 470, move position 0 0")
+            time.sleep(1)  # the client draws at the new size
+            path = os.path.join(ARGS.out, "sway-1.5x-en-narrowest.png")
+            sway.screenshot(path)
+            self.assertEqual(code_colours(path, 1)[0], self.program.link)
         finally:
             watcher.terminate()
             sway.stop()
