@@ -18,9 +18,9 @@ namespace {
 class RecordingClipboard final : public PasteClipboard {
 public:
     explicit RecordingClipboard(Lines& log) : m_log(log) {}
-    bool offer(const std::string& text) override {
+    void offer(const std::string& text, Offered offered) override {
         m_log.push_back("offer " + text);
-        return true;
+        offered(true);
     }
     void restore() override { m_log.push_back("restore"); }
     bool delivered() const override { return read; }

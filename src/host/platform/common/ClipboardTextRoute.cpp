@@ -87,8 +87,10 @@ void ClipboardTextRoute::postNow(const Pending& pending) {
     }
     m_restore.stop();
     m_sincePaste.start();
-    if (m_clipboard.offer(pending.text))
-        m_pressPaste();
+    m_clipboard.offer(pending.text, [this](bool offered) {
+        if (offered)
+            m_pressPaste();
+    });
     m_restore.start(restoreMs);
 }
 

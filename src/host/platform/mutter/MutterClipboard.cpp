@@ -2,23 +2,18 @@
 
 #include <utility>
 
-#include <poll.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusUnixFileDescriptor>
-#include <QElapsedTimer>
 
 namespace quillvane {
 namespace {
 
 const QString service = QStringLiteral("org.gnome.Mutter.RemoteDesktop");
 const QString sessionInterface = QStringLiteral("org.gnome.Mutter.RemoteDesktop.Session");
-
-const QStringList textTypes{QStringLiteral("text/plain;charset=utf-8"),
-                            QStringLiteral("text/plain"), QStringLiteral("UTF8_STRING"),
-                            QStringLiteral("STRING"), QStringLiteral("TEXT")};
 
 // SelectionOwnerChanged gives the types as a structure holding the list ("(as)").
 QStringList mimeTypesOf(const QVariant& value) {
@@ -34,6 +29,14 @@ QStringList mimeTypesOf(const QVariant& value) {
         argument >> types;
     }
     return types;
+}
+
+// A descriptor of our own for one passed in a reply, or -1.
+int descriptorOf(const QDBusMessage& reply) {
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return -1;
+    const auto descriptor = reply.arguments().first().value<QDBusUnixFileDescriptor>();
+    return descriptor.isValid() ? fcntl(descriptor.fileDescriptor(), F_DUPFD_CLOEXEC, 0) : -1;
 }
 
 } // namespace
@@ -55,106 +58,55 @@ QDBusMessage MutterClipboard::call(const QString& method, const QVariantList& ar
 }
 
 void MutterClipboard::ownerChanged(const QVariantMap& options) {
-    m_selectionIsOurs = options.value(QStringLiteral("session-is-owner")).toBool();
-    if (!m_selectionIsOurs) {
-        m_userTypes = mimeTypesOf(options.value(QStringLiteral("mime-types")));
-        m_restored.clear();
-    }
-}
-
-// The compositor hands over a pipe to the program pasting; what we serve goes into it.
-void MutterClipboard::transfer(const QString& mimeType, uint serial) {
-    const QDBusMessage reply = call(QStringLiteral("SelectionWrite"), {serial});
-    const auto found = m_served.find(mimeType);
-    bool written = false;
-    if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty()) {
-        const auto descriptor = reply.arguments().first().value<QDBusUnixFileDescriptor>();
-        if (descriptor.isValid() && found != m_served.end()) {
-            const QByteArray& data = found->second;
-            qsizetype done = 0;
-            while (done < data.size()) {
-                const ssize_t n = ::write(descriptor.fileDescriptor(), data.constData() + done,
-                                          static_cast<std::size_t>(data.size() - done));
-                if (n <= 0)
-                    break;
-                done += n;
-            }
-            written = done == data.size();
-            // Mutter's own copy of a new selection is the first read of it; the paste comes
-            // after.
-            if (m_ownCopyPending)
-                m_ownCopyPending = false;
-            else
-                m_delivered = m_delivered || written;
-        }
-    }
-    call(QStringLiteral("SelectionWriteDone"), {serial, written});
-}
-
-std::optional<QByteArray> MutterClipboard::read(const QString& mimeType) {
-    const QDBusMessage reply = call(QStringLiteral("SelectionRead"), {mimeType});
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return std::nullopt;
-    const auto descriptor = reply.arguments().first().value<QDBusUnixFileDescriptor>();
-    if (!descriptor.isValid())
-        return std::nullopt;
-    QByteArray data;
-    QElapsedTimer timer;
-    timer.start();
-    pollfd readable{descriptor.fileDescriptor(), POLLIN, 0};
-    while (timer.elapsed() < readTimeoutMs) {
-        if (poll(&readable, 1, static_cast<int>(readTimeoutMs - timer.elapsed())) <= 0)
-            return std::nullopt;
-        char buffer[65536];
-        const ssize_t n = ::read(descriptor.fileDescriptor(), buffer, sizeof buffer);
-        if (n == 0)
-            return data;
-        if (n < 0 || data.size() + n > static_cast<qsizetype>(maximumKeptBytes))
-            return std::nullopt;
-        data.append(buffer, n);
-    }
-    return std::nullopt;
-}
-
-void MutterClipboard::setSelection(Content content) {
-    QStringList types;
-    for (const auto& entry : content)
-        types << entry.first;
-    m_served = std::move(content);
-    call(QStringLiteral("SetSelection"),
-         {QVariantMap{{QStringLiteral("mime-types"), QVariant::fromValue(types)}}});
-}
-
-bool MutterClipboard::offer(const std::string& text) {
-    if (!m_kept) {
-        // A restored copy is still the user's while the selection stays ours.
-        Content kept = m_selectionIsOurs ? m_restored : Content{};
-        // A copy made just now may not have been announced to us yet: its text is asked for
-        // all the same.
-        const QStringList& types = m_userTypes.isEmpty() ? textTypes : m_userTypes;
-        if (!m_selectionIsOurs)
-            for (const QString& type : types.mid(0, maximumKeptTypes))
-                if (auto data = read(type))
-                    kept[type] = std::move(*data);
-        m_kept = std::move(kept);
-    }
-    Content content;
-    for (const QString& type : textTypes)
-        content[type] = QByteArray::fromStdString(text);
-    setSelection(std::move(content));
-    m_delivered = false;
-    m_ownCopyPending = true;
-    return true;
-}
-
-void MutterClipboard::restore() {
-    if (!m_kept)
+    if (options.value(QStringLiteral("session-is-owner")).toBool())
         return;
-    if (!m_kept->empty()) {
-        m_restored = *m_kept;
-        setSelection(std::move(*m_kept));
+    m_userTypes = mimeTypesOf(options.value(QStringLiteral("mime-types")));
+    userSelected();
+}
+
+// The compositor hands over a pipe to the program pasting; what we serve goes into it, and Mutter
+// hears when it is all there.
+void MutterClipboard::transfer(const QString& mimeType, uint serial) {
+    const int fd = descriptorOf(call(QStringLiteral("SelectionWrite"), {serial}));
+    if (fd < 0) {
+        call(QStringLiteral("SelectionWriteDone"), {serial, false});
+        return;
     }
-    m_kept.reset();
+    serve(mimeType.toStdString(), fd, !std::exchange(m_ownCopyPending, false),
+          [this, serial](bool written) {
+              QDBusMessage message = QDBusMessage::createMethodCall(
+                  service, m_session, sessionInterface, QStringLiteral("SelectionWriteDone"));
+              message.setArguments({serial, written});
+              m_bus.send(message);
+          });
+}
+
+// A copy made just now may not have been announced to us yet: its text is asked for all the same.
+std::vector<std::string> MutterClipboard::userTypes() const {
+    if (m_userTypes.isEmpty())
+        return textTypes();
+    std::vector<std::string> types;
+    for (const QString& type : m_userTypes)
+        types.push_back(type.toStdString());
+    return types;
+}
+
+int MutterClipboard::receive(const std::string& type) {
+    return descriptorOf(call(QStringLiteral("SelectionRead"), {QString::fromStdString(type)}));
+}
+
+// Mutter cannot clear a selection: with no content to give back, ours stays, serving nothing.
+bool MutterClipboard::select(const std::vector<std::string>& types) {
+    if (types.empty())
+        return true;
+    QStringList list;
+    for (const std::string& type : types)
+        list << QString::fromStdString(type);
+    m_ownCopyPending = true;
+    const QDBusMessage reply = call(QStringLiteral("SetSelection"),
+                                    {QVariantMap{{QStringLiteral("mime-types"),
+                                                  QVariant::fromValue(list)}}});
+    return reply.type() == QDBusMessage::ReplyMessage;
 }
 
 } // namespace quillvane
