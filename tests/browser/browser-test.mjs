@@ -1,0 +1,336 @@
+// The browser controller from end to end, inside scripts/test-env: the real `quillvane` on the
+// run's X server, Debian's chromium pairing from the link the program prints, touches sent
+// through DevTools, and what arrives judged on the X server (pointer position from xdotool,
+// button and wheel events on the root window from xev, typed text in a real text field).
+// Refusals are checked with a bare WebSocket client against the same host.
+//   node browser-test.mjs --program QUILLVANE --text-field TEXT-FIELD --out FOLDER
+import assert from 'node:assert/strict';
+import { execFileSync, spawn } from 'node:child_process';
+import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { after, before, test } from 'node:test';
+import { parseArgs } from 'node:util';
+import puppeteer from 'puppeteer-core';
+import WebSocket from 'ws';
+
+const { values: args } = parseArgs({
+    options: { program: { type: 'string' }, 'text-field': { type: 'string' }, out: { type: 'string' } },
+});
+if (!process.env.QUILLVANE_TEST_ENV || !process.env.DISPLAY)
+    throw new Error('run inside scripts/test-env (it gives the test its X server and services)');
+
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+
+async function waitFor(condition, what, ms = 10000) {
+    const deadline = Date.now() + ms;
+    for (;;) {
+        const value = await condition();
+        if (value)
+            return value;
+        if (Date.now() > deadline)
+            throw new Error(`timed out waiting for ${what}`);
+        await sleep(50);
+    }
+}
+
+// A process whose standard output is kept as lines, and when each arrived.
+function start(command, argv, options = {}) {
+    const child = spawn(command, argv, { stdio: ['pipe', 'pipe', 'inherit'], ...options });
+    child.lines = [];
+    child.arrivals = [];
+    let partial = '';
+    child.stdout.setEncoding('utf8');
+    child.stdout.on('data', (data) => {
+        const parts = (partial + data).split('\n');
+        partial = parts.pop();
+        child.lines.push(...parts);
+        child.arrivals.push(...parts.map(() => Date.now()));
+    });
+    return child;
+}
+
+const pointer = () => {
+    const [, x, y] = /x:(\d+) y:(\d+)/.exec(execFileSync('xdotool', ['getmouselocation'], { encoding: 'utf8' }));
+    return { x: Number(x), y: Number(y) };
+};
+
+// Button events on the root window, as "+1", "-1", "+4"... in order of arrival.
+class RootButtons {
+    constructor() {
+        this.xev = start('stdbuf', ['-oL', 'xev', '-root', '-event', 'button']);
+        this.seen = 0;
+    }
+    get events() {
+        return this.timed.map((e) => e.event);
+    }
+    // { event, at }: at is when the line reached this process.
+    get timed() {
+        const out = [];
+        let press = null;
+        this.xev.lines.forEach((line, i) => {
+            if (/^Button(Press|Release) event/.test(line))
+                press = line.startsWith('ButtonPress');
+            const button = /state 0x[0-9a-f]+, button (\d+)/.exec(line);
+            if (button && press !== null) {
+                out.push({ event: `${press ? '+' : '-'}${button[1]}`, at: this.xev.arrivals[i] });
+                press = null;
+            }
+        });
+        return out;
+    }
+    // The events that came since the previous call.
+    take() {
+        const events = this.events;
+        const fresh = events.slice(this.seen);
+        this.seen = events.length;
+        return fresh;
+    }
+    stop() {
+        this.xev.kill();
+    }
+}
+
+let host;
+let browser;
+let page;
+let touch;
+let link;
+let origin;
+let buttons;
+const sent = []; // the page's WebSocket frames, { at, data }
+const profile = mkdtempSync(join(tmpdir(), 'quillvane-chromium-'));
+mkdirSync(args.out, { recursive: true });
+
+function launch() {
+    return puppeteer.launch({
+        executablePath: '/usr/bin/chromium',
+        acceptInsecureCerts: true,
+        userDataDir: profile,
+        args: ['--no-sandbox', '--headless', '--disable-gpu', '--disable-background-networking',
+            '--disable-component-update', '--disable-sync', '--no-first-run', '--lang=en-US'],
+    });
+}
+
+async function openPage(url, language = 'en-US') {
+    const opened = await browser.newPage();
+    await opened.setViewport({ width: 390, height: 844, deviceScaleFactor: 3, isMobile: true, hasTouch: true });
+    opened.on('console', (message) => console.error(`page: ${message.text()}`));
+    opened.on('pageerror', (error) => console.error(`page error: ${error.message}`));
+    await opened.setExtraHTTPHeaders({ 'Accept-Language': language });
+    await opened.evaluateOnNewDocument((lang) => {
+        Object.defineProperty(navigator, 'language', { get: () => lang });
+        Object.defineProperty(navigator, 'languages', { get: () => [lang] });
+    }, language);
+    await opened.goto(url);
+    return opened;
+}
+
+const connected = (p) => p.waitForSelector('body[data-state="connected"]', { timeout: 15000 });
+
+before(async () => {
+    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11']);
+    const line = await waitFor(() => host.lines.find((l) => l.startsWith('Browser link: ')), 'the browser link');
+    link = line.slice('Browser link: '.length);
+    origin = new URL(link).origin;
+    buttons = new RootButtons();
+    browser = await launch();
+});
+
+after(async () => {
+    await browser?.close();
+    buttons?.stop();
+    host?.kill('SIGTERM');
+    rmSync(profile, { recursive: true, force: true });
+});
+
+// Where on the X screen the pointer tests play: away from any window, so the root window sees
+// every button.
+const home = { x: 1200, y: 300 };
+
+async function fingers(type, points) {
+    await touch.send('Input.dispatchTouchEvent', { type, touchPoints: points });
+}
+
+async function stroke(from, to, steps = 12) {
+    await fingers('touchStart', [{ ...from, id: 1 }]);
+    for (let i = 1; i <= steps; ++i) {
+        await sleep(16);
+        await fingers('touchMove', [{ x: from.x + ((to.x - from.x) * i) / steps, y: from.y + ((to.y - from.y) * i) / steps, id: 1 }]);
+    }
+    await fingers('touchEnd', []);
+}
+
+test('pairing from the printed link gives a non-extractable key and a link without its token', async () => {
+    page = await openPage(link);
+    await connected(page);
+    assert.equal(await page.evaluate(() => location.hash), '');
+    const stored = await page.evaluate(() => new Promise((resolve, reject) => {
+        const open = indexedDB.open('quillvane');
+        open.onerror = () => reject(open.error);
+        open.onsuccess = () => {
+            const get = open.result.transaction('credential').objectStore('credential').get('browser');
+            get.onsuccess = () => resolve({ type: get.result.key.type, extractable: get.result.key.extractable,
+                algorithm: get.result.key.algorithm.name });
+        };
+    }));
+    assert.deepEqual(stored, { type: 'secret', extractable: false, algorithm: 'HMAC' });
+    await page.waitForFunction(() => /\d/.test(document.getElementById('rtt').textContent), { timeout: 5000 });
+    touch = await page.createCDPSession();
+    await touch.send('Network.enable');
+    touch.on('Network.webSocketFrameSent', ({ response }) => sent.push({ at: Date.now(), data: response.payloadData }));
+    await page.screenshot({ path: join(args.out, 'page-en.png') });
+});
+
+test('touches move, click, scroll and drag the X pointer', async () => {
+    execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
+    const pad = await page.$eval('#pad', (e) => {
+        const r = e.getBoundingClientRect();
+        return { x: r.x + r.width / 2, y: r.y + r.height / 2 };
+    });
+
+    // One finger right and down moves the pointer right and down.
+    await stroke({ x: pad.x - 80, y: pad.y - 40 }, { x: pad.x + 40, y: pad.y + 20 });
+    const moved = await waitFor(() => {
+        const p = pointer();
+        return p.x > home.x + 20 && p.y > home.y ? p : null;
+    }, 'the pointer to move right and down');
+    assert.deepEqual(buttons.take(), []);
+
+    // A tap clicks once, where the pointer is.
+    await sleep(500);
+    await fingers('touchStart', [{ x: pad.x, y: pad.y, id: 2 }]);
+    await fingers('touchEnd', []);
+    await waitFor(() => buttons.events.length >= buttons.seen + 2, 'a click');
+    await sleep(600);
+    assert.deepEqual(buttons.take(), ['+1', '-1']);
+    assert.deepEqual(pointer(), moved);
+
+    // Two fingers flicked up scroll one way, and the wheel turns on after the fingers have
+    // stopped sending: the page's momentum, posted by the host.
+    const two = (dy) => [{ x: pad.x - 40, y: pad.y + dy, id: 3 }, { x: pad.x + 40, y: pad.y + dy, id: 4 }];
+    const before = buttons.events.length;
+    await fingers('touchStart', two(120));
+    for (let i = 1; i <= 8; ++i) {
+        await sleep(12);
+        await fingers('touchMove', two(120 - i * 30));
+    }
+    await fingers('touchEnd', []);
+    const phase = (p) => sent.find((f) => f.data.includes(`"scrollPhase":"${p}"`));
+    const momentumBegan = await waitFor(() => phase('momentumBegan'), 'the page to send momentum', 3000);
+    await waitFor(() => phase('momentumEnded'), 'the momentum to end', 10000);
+    await sleep(500);
+    const wheel = buttons.timed.slice(before).filter((e) => e.event.startsWith('+'));
+    assert.ok(wheel.length > 1 && wheel.every((e) => e.event === wheel[0].event), `one wheel direction: ${wheel.map((e) => e.event)}`);
+    assert.ok(['+4', '+5'].includes(wheel[0].event));
+    assert.ok(wheel.some((e) => e.at > momentumBegan.at + 100), 'wheel steps well after the fingers lifted');
+    buttons.take();
+
+    // Tap, then touch again and move: the button is held while the finger drags.
+    await fingers('touchStart', [{ x: pad.x, y: pad.y, id: 5 }]);
+    await fingers('touchEnd', []);
+    await sleep(60);
+    await fingers('touchStart', [{ x: pad.x, y: pad.y, id: 6 }]);
+    for (let i = 1; i <= 10; ++i) {
+        await sleep(16);
+        await fingers('touchMove', [{ x: pad.x + i * 6, y: pad.y + i * 3, id: 6 }]);
+    }
+    await waitFor(() => buttons.events.slice(buttons.seen).includes('+1'), 'the drag to press the button');
+    await sleep(300);
+    assert.deepEqual(buttons.take(), ['+1'], 'the button stays down while the finger is on the glass');
+
+    // The tab closes mid-drag: the host lets the button go.
+    await page.close();
+    await waitFor(() => buttons.events.slice(buttons.seen).includes('-1'), 'the button released after the tab closed', 5000);
+    assert.deepEqual(buttons.take(), ['-1']);
+});
+
+test('typing "Hello, 世界" in the keyboard field reaches a text field on X; Return is a key', async () => {
+    page = await openPage(origin + '/', 'zh-CN');
+    await connected(page);
+    await page.screenshot({ path: join(args.out, 'page-zh.png') });
+    assert.equal(await page.$eval('#left', (e) => e.textContent), '左键');
+    const field = start(args['text-field'], [], { env: { ...process.env, QT_QPA_PLATFORM: 'xcb' } });
+    try {
+        // What a window manager would do for the window a person clicks into.
+        const id = await waitFor(() => {
+            try {
+                return execFileSync('xdotool', ['search', '--sync', '--onlyvisible', '--pid', String(field.pid)],
+                    { encoding: 'utf8' }).trim().split('\n')[0];
+            } catch {
+                return null;
+            }
+        }, 'the text field window');
+        execFileSync('xdotool', ['windowfocus', '--sync', id]);
+        await waitFor(() => field.lines.includes('focused'), 'the text field to have the keyboard');
+        await page.tap('#keyboard');
+        await page.focus('#field');
+        await page.keyboard.type('Hello, 世界');
+        await waitFor(() => field.lines.includes('text: Hello, 世界'), `the text on X (got ${field.lines.at(-1)})`);
+        await page.keyboard.press('Enter');
+        await page.keyboard.type('ok');
+        await waitFor(() => field.lines.includes('text: Hello, 世界\\nok'), `Return and more text (got ${field.lines.at(-1)})`);
+        assert.equal(await page.$eval('#field', (e) => e.value), '');
+    } finally {
+        field.kill();
+    }
+});
+
+// A bare WebSocket to /ws with the page's own origin unless told otherwise; its frames as JSON.
+function socket(headers = { Origin: origin }) {
+    const ws = new WebSocket(origin.replace('https:', 'wss:') + '/ws', { headers, rejectUnauthorized: false });
+    ws.frames = [];
+    ws.closed = new Promise((resolve) => ws.on('close', resolve));
+    ws.on('message', (data) => ws.frames.push(JSON.parse(String(data))));
+    ws.on('error', () => {});
+    return ws;
+}
+const frame = (ws, n) => waitFor(() => ws.frames[n], `frame ${n}`);
+
+test('the host refuses a used token, a foreign origin, a wrong or replayed proof and a silent socket', async () => {
+    const token = new URL(link).hash.slice('#t='.length);
+    const reused = socket();
+    await frame(reused, 0);
+    reused.send(JSON.stringify({ type: 'pair', token }));
+    assert.equal((await frame(reused, 1)).type, 'refused');
+    await reused.closed;
+
+    const foreign = socket({ Origin: 'https://attacker.example' });
+    const refusedUpgrade = await new Promise((resolve) => {
+        foreign.on('unexpected-response', (request, response) => resolve(response.statusCode));
+        foreign.on('open', () => resolve('open'));
+    });
+    assert.ok(refusedUpgrade >= 400, `foreign origin answered ${refusedUpgrade}`);
+
+    // The page's own proof, watched on its way out, is worth nothing against a new challenge.
+    const watcher = await page.createCDPSession();
+    await watcher.send('Network.enable');
+    const proofs = [];
+    watcher.on('Network.webSocketFrameSent', ({ response }) => {
+        if (response.payloadData.includes('"prove"'))
+            proofs.push(response.payloadData);
+    });
+    await page.reload();
+    await connected(page);
+    assert.ok(proofs.length >= 1);
+    const replayed = socket();
+    await frame(replayed, 0);
+    replayed.send(proofs[0]);
+    assert.equal((await frame(replayed, 1)).type, 'refused');
+    await replayed.closed;
+
+    const wrong = socket();
+    await frame(wrong, 0);
+    const prove = JSON.parse(proofs[0]);
+    wrong.send(JSON.stringify({ ...prove, proof: Buffer.alloc(32, 7).toString('base64') }));
+    assert.deepEqual(await frame(wrong, 1), { type: 'refused', reason: '浏览器认证失败' });
+    await wrong.closed;
+
+    const silent = socket();
+    assert.equal((await frame(silent, 0)).type, 'challenge');
+    await waitFor(() => silent.readyState === WebSocket.CLOSED, 'the silent socket to be closed', 10000);
+    assert.deepEqual(silent.frames.slice(1).map((f) => f.type), ['refused']);
+
+    // None of this disturbed the paired page.
+    assert.equal(await page.$eval('body', (b) => b.dataset.state), 'connected');
+});

@@ -1,0 +1,138 @@
+// Push to talk: while the button is held the microphone is recorded (getUserMedia, then an
+// AudioWorklet that makes 24 kHz mono float) and handed to the core's voice capture, which
+// holds the audio back until the host is ready. `voiceBegin` goes on the control channel;
+// `audio` and `voiceEnd` on the audio channel, as the host reads them.
+
+export function attachVoice(button, core, connection, { onError, onActive }) {
+    let recording = null; // { session, stream, context, node }
+    let pressed = false;
+    let utterance = null; // the core's voice session, until the host is done with it
+
+    const sendAll = (messages) => {
+        for (const message of messages)
+            connection.sendAudio(message);
+    };
+    const release = async (current) => {
+        current.stream.getTracks().forEach((track) => track.stop());
+        await current.context.close().catch(() => {});
+    };
+    const fail = (text) => {
+        const current = recording;
+        recording = null;
+        onActive(false);
+        if (current) {
+            release(current);
+            connection.sendControl(core.messages.cancel());
+        }
+        if (text)
+            onError(text);
+    };
+
+    const start = async () => {
+        if (recording || connection.state !== 'connected')
+            return;
+        let stream;
+        try {
+            stream = await navigator.mediaDevices.getUserMedia({
+                audio: { channelCount: 1, echoCancellation: false, noiseSuppression: false, autoGainControl: false },
+            });
+        } catch (error) {
+            onError('无法使用麦克风', error.message);
+            return;
+        }
+        const context = new AudioContext();
+        const current = { session: crypto.randomUUID(), stream, context, node: null };
+        recording = current;
+        try {
+            await context.audioWorklet.addModule('capture-worklet.js');
+            current.node = new AudioWorkletNode(context, 'quillvane-capture', { numberOfOutputs: 0 });
+        } catch (error) {
+            recording = null;
+            await release(current);
+            onError('无法使用麦克风', error.message);
+            return;
+        }
+        current.node.port.onmessage = (event) => {
+            if (recording !== current || !(event.data instanceof Float32Array))
+                return;
+            try {
+                sendAll(core.voice.append(event.data));
+            } catch (error) {
+                fail(error.message);
+            }
+        };
+        context.createMediaStreamSource(stream).connect(current.node);
+        utterance = current.session.toUpperCase();
+        connection.sendControl(core.voice.begin(current.session));
+        onActive(true);
+        if (!pressed)
+            stop();
+    };
+
+    const stop = async () => {
+        const current = recording;
+        if (!current || !current.node)
+            return;
+        // The last partial chunk first, then the end.
+        await new Promise((resolve) => {
+            const timer = setTimeout(resolve, 500);
+            const port = current.node.port;
+            const previous = port.onmessage;
+            port.onmessage = (event) => {
+                if (event.data === 'flushed') {
+                    clearTimeout(timer);
+                    resolve();
+                } else {
+                    previous(event);
+                }
+            };
+            port.postMessage('flush');
+        });
+        if (recording !== current)
+            return;
+        recording = null;
+        onActive(false);
+        await release(current);
+        sendAll(core.voice.finish());
+    };
+
+    button.addEventListener('pointerdown', (event) => {
+        event.preventDefault();
+        button.setPointerCapture?.(event.pointerId);
+        pressed = true;
+        start();
+    });
+    for (const type of ['pointerup', 'pointercancel', 'lostpointercapture'])
+        button.addEventListener(type, () => {
+            if (!pressed)
+                return;
+            pressed = false;
+            stop();
+        });
+    button.addEventListener('contextmenu', (event) => event.preventDefault());
+
+    return {
+        // The host's answers on the control channel.
+        receive(message) {
+            if (!utterance || message.session?.toUpperCase() !== utterance)
+                return;
+            if (message.kind === 'voiceReady') {
+                sendAll(core.voice.ready());
+            } else if (message.kind === 'voiceDone' || message.kind === 'failure') {
+                utterance = null;
+                if (recording)
+                    fail(message.kind === 'failure' ? message.text : undefined);
+            }
+        },
+        // The link went away: the host has released everything already.
+        abandon() {
+            const current = recording;
+            recording = null;
+            utterance = null;
+            pressed = false;
+            onActive(false);
+            if (current)
+                release(current);
+        },
+    };
+}
