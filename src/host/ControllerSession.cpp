@@ -5,6 +5,7 @@
 #include "Clock.h"
 #include "InputSink.h"
 #include "VoiceRelay.h"
+#include "net/LinkReception.h"
 #include "protocol/PadError.h"
 
 namespace quillvane {
@@ -35,6 +36,14 @@ ControllerSession::ControllerSession(Clock& clock, InputSink* input,
 void ControllerSession::route(Channel channel, std::optional<WireMessage::Kind> kind,
                               Handler handler, bool gated) {
     m_routes[{channel, kind}] = Route{std::move(handler), gated};
+}
+
+void ControllerSession::serve(LinkReception& reception) {
+    reception.onMessage = [this](Link& link, const WireMessage& message) { receive(link, message); };
+    reception.onClose = [this](Link& link, const std::optional<QString>& reason) {
+        closed(link, reason);
+    };
+    reception.isBound = [this](const Link& link) { return isBound(link); };
 }
 
 void ControllerSession::receive(Link& link, const WireMessage& message) {

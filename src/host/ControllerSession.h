@@ -17,6 +17,7 @@ namespace quillvane {
 
 class Clock;
 class InputSink;
+class LinkReception;
 class VoiceRelay;
 
 // One controller at a time, over links of any transport: binds its control and then its audio
@@ -45,6 +46,9 @@ public:
     // The voice path, when there is one: it gates input, and goes with the controller.
     void setVoice(VoiceRelay* voice) { m_voice = voice; }
 
+    // Takes the messages and the closes of every link `reception` admits, and holds the links
+    // it binds clear of the reception's deadline.
+    void serve(LinkReception& reception);
     // A message from, and the close of, an admitted link.
     void receive(Link& link, const WireMessage& message);
     void closed(Link& link, const std::optional<QString>& reason);

@@ -52,13 +52,7 @@ HostModel::HostModel(Services services, QObject* parent)
     });
     connect(m_session.get(), &ControllerSession::issueRaised, &m_issues, &IssueBoard::show);
     m_reception = std::make_unique<LinkReception>(*m_clock);
-    m_reception->onMessage = [this](Link& link, const WireMessage& message) {
-        m_session->receive(link, message);
-    };
-    m_reception->onClose = [this](Link& link, const std::optional<QString>& reason) {
-        m_session->closed(link, reason);
-    };
-    m_reception->isBound = [this](const Link& link) { return m_session->isBound(link); };
+    m_session->serve(*m_reception);
     m_timer.setInterval(kTickInterval);
     connect(&m_timer, &QTimer::timeout, m_session.get(), &ControllerSession::tick);
 

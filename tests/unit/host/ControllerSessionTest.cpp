@@ -48,13 +48,7 @@ WireMessage withSession(Kind kind, std::optional<std::int64_t> sequence = {},
 class Session : public testing::Test {
 protected:
     Session() {
-        m_reception.onMessage = [this](Link& link, const WireMessage& message) {
-            m_session.receive(link, message);
-        };
-        m_reception.onClose = [this](Link& link, const std::optional<QString>& reason) {
-            m_session.closed(link, reason);
-        };
-        m_reception.isBound = [this](const Link& link) { return m_session.isBound(link); };
+        m_session.serve(m_reception);
         QObject::connect(&m_session, &ControllerSession::issueRaised,
                          [this](const QString& issue) { m_issue = issue; });
         m_audio.setDevices({{7, "quillvane-microphone", "Quillvane Microphone", true}});
