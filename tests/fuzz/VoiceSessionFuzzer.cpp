@@ -1,8 +1,8 @@
 // Drives VoiceSession with arbitrary sequences of voice traffic (begin, audio with exact, nearby
 // and wild sequence numbers and sizes, voiceEnd, playback notices in and out of order, time
-// passing, cancel) and checks after every step that the backlog bookkeeping holds and that each
-// call was accepted or refused exactly as the admission rules say, leaving a refused session
-// untouched.
+// passing, cancel) and checks after every step that the backlog bookkeeping holds, that a refused
+// call leaves the session untouched and an accepted one advances it. Which call is refused for
+// what, in which order, is VoiceSessionTest's.
 
 #include <cstddef>
 #include <cstdint>
@@ -27,21 +27,6 @@ std::int64_t nearby(std::int64_t expected, std::uint8_t choice) {
     return choice < 192 ? expected : expected + static_cast<std::int8_t>(choice - 224);
 }
 
-std::optional<VoiceReceiveFailure::Detail>
-predictReceive(const VoiceSession& s, const Uuid& id, std::int64_t sequence, std::int64_t samples) {
-    if (s.id() != id)
-        return VoiceReceiveFailure::InactiveSession{};
-    if (s.isEnding())
-        return VoiceReceiveFailure::AlreadyEnding{};
-    if (sequence != s.nextSequence())
-        return VoiceReceiveFailure::UnexpectedSequence{s.nextSequence(), sequence};
-    if (samples < 1 || samples > VoiceSession::maximumPacketSamples)
-        return VoiceReceiveFailure::InvalidSamples{samples};
-    if (s.pendingSamples() + samples > VoiceSession::maximumPendingSamples)
-        return VoiceReceiveFailure::PlaybackBacklog{s.pendingSamples(), samples};
-    return std::nullopt;
-}
-
 struct Harness {
     VoiceSession session;
     double now = 100.0;
@@ -64,16 +49,14 @@ struct Harness {
 
     void receive(const Uuid& id, std::int64_t sequence, std::int64_t samples) {
         const VoiceSession before = session;
-        const auto predicted = predictReceive(before, id, sequence, samples);
         try {
             session.receive(id, sequence, samples, now);
-        } catch (const VoiceReceiveFailure& failure) {
-            check(predicted && failure.detail() == *predicted && session == before);
+        } catch (const VoiceReceiveFailure&) {
+            check(session == before);
             return;
         }
-        check(!predicted);
+        check(before.id() == id && sequence == before.nextSequence());
         check(session.nextSequence() == sequence + 1 && session.lastActivity() == now);
-        check(session.pending().size() == before.pending().size() + 1);
         check(session.pending().at(sequence) == samples);
         check(session.pendingSamples() == before.pendingSamples() + samples);
         scheduled.emplace_back(id, sequence);
@@ -114,14 +97,8 @@ struct Harness {
     void cancel(bool withReason) {
         const auto reason =
             withReason ? std::optional<std::string>("音频超时，已释放语音快捷键") : std::nullopt;
-        const std::optional<Uuid> id = session.id();
-        const auto message = session.cancel(reason);
-        check(session == VoiceSession());
-        // A failure naming the utterance, with the reason and nothing else, only when both exist.
-        WireMessage failure(WireMessage::Kind::failure);
-        failure.session = id;
-        failure.text = reason;
-        check(message == (id && reason ? std::optional(failure) : std::nullopt));
+        const bool told = session.cancel(reason).has_value();
+        check(session == VoiceSession() && (!told || withReason));
     }
 
     void checkInvariants() const {
