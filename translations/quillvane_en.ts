@@ -505,6 +505,49 @@
     </message>
 </context>
 <context>
+    <name>quillvane::BrowserCard</name>
+    <message>
+        <source>用手机浏览器控制</source>
+        <translation>Control from a Phone&apos;s Browser</translation>
+    </message>
+    <message>
+        <source>在手机浏览器中扫码打开控制页，无需安装应用。</source>
+        <translation>Scan the code with the phone&apos;s browser to open the control page; no app to install.</translation>
+    </message>
+    <message>
+        <source>地址</source>
+        <translation>Address</translation>
+    </message>
+    <message>
+        <source>显示浏览器码</source>
+        <translation>Show Browser Code</translation>
+    </message>
+    <message>
+        <source>此码五分钟内有效，只能使用一次。浏览器首次打开时会提示证书不受信任，这是这台电脑自己的证书，可以继续访问。</source>
+        <translation>The code works once, within five minutes. The first time, the browser warns that the certificate is not trusted: it is this computer&apos;s own certificate, and it is safe to continue.</translation>
+    </message>
+    <message>
+        <source>已配对的浏览器</source>
+        <translation>Paired browsers</translation>
+    </message>
+    <message>
+        <source>还没有配对的浏览器。</source>
+        <translation>No browser is paired yet.</translation>
+    </message>
+    <message>
+        <source>上次使用 %1</source>
+        <translation>Last used %1</translation>
+    </message>
+    <message>
+        <source>撤销</source>
+        <translation>Revoke</translation>
+    </message>
+    <message>
+        <source>撤销 %1</source>
+        <translation>Revoke %1</translation>
+    </message>
+</context>
+<context>
     <name>quillvane::ConnectionPage</name>
     <message>
         <source>连接与控制</source>
@@ -680,6 +723,14 @@
     <message>
         <source>Quillvane，正在传音</source>
         <translation>Quillvane, relaying voice</translation>
+    </message>
+    <message>
+        <source>新浏览器已配对</source>
+        <translation>New browser paired</translation>
+    </message>
+    <message>
+        <source>%1 现在可以控制这台电脑。可在设置中撤销。</source>
+        <translation>%1 can now control this computer. You can revoke it in the settings.</translation>
     </message>
 </context>
 <context>

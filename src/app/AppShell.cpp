@@ -26,6 +26,11 @@ void AppShell::start() {
     m_runtime.host().start();
     m_window = std::make_unique<SettingsWindow>(m_runtime.host(), *m_strings, *m_loginItems);
     m_window->setInputBackend(&m_runtime.backend());
+    m_window->setBrowserAccess(&m_runtime.browsers());
+    connect(&m_runtime.browsers(), &BrowserAccess::browserPaired, this, [this](const QString& name) {
+        if (m_tray)
+            m_tray->announceBrowser(name);
+    });
     m_window->installEventFilter(this);
     if (m_trayAvailability.available()) {
         showTray();

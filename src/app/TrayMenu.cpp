@@ -46,6 +46,11 @@ TrayMenu::TrayMenu(HostModel& host, std::function<QString(const QString&)> trans
     retranslate();
 }
 
+void TrayMenu::announceBrowser(const QString& name) {
+    m_icon.showMessage(tr("新浏览器已配对"), tr("%1 现在可以控制这台电脑。可在设置中撤销。").arg(name),
+                       QSystemTrayIcon::Information);
+}
+
 void TrayMenu::showInTray() {
     m_icon.show();
 }

@@ -24,6 +24,8 @@ public:
 
     // Puts the item into the tray; call once a tray is known to be there.
     void showInTray();
+    // Says that a browser paired just now: a pairing the user did not make shows this way.
+    void announceBrowser(const QString& name);
 
 Q_SIGNALS:
     void openRequested();

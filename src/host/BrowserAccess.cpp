@@ -105,12 +105,17 @@ QList<QHostAddress> BrowserAccess::lanAddresses() {
 }
 
 void BrowserAccess::revoke(const QString& id) {
-    if (m_registry.revoke(id))
-        save();
+    if (!m_registry.revoke(id))
+        return;
+    if (m_endpoint)
+        m_endpoint->closeBrowser(id);
+    save();
 }
 
 void BrowserAccess::revokeAll() {
     m_registry.revokeAll();
+    if (m_endpoint)
+        m_endpoint->closeBrowser({});
     save();
 }
 

@@ -12,6 +12,7 @@
 
 #include <utility>
 
+#include "BrowserCard.h"
 #include "Card.h"
 #include "HostModel.h"
 #include "InputBackend.h"
@@ -116,6 +117,8 @@ void ConnectionPage::retranslate() {
     m_permissionCard->setTitle(tr("鼠标与键盘权限"));
     m_permissionCard->setInfo(tr("允许 Quillvane 将手机上的手势与按键发送到这台电脑。"));
     setControlText(m_check, tr("检查授权状态"));
+    if (m_browserCard)
+        m_browserCard->retranslate();
     updateStatus();
     updatePairing();
     checkPermission();
@@ -126,7 +129,20 @@ void ConnectionPage::setInputBackend(const InputBackend* backend) {
     checkPermission();
 }
 
+void ConnectionPage::setBrowserAccess(BrowserAccess* browsers) {
+    if (m_browserCard || !browsers)
+        return;
+    // Between the phone's card and the permission card: both are ways to connect.
+    Card* card = addCard();
+    m_browserCard = new BrowserCard(*browsers, card);
+    auto* cards = static_cast<QBoxLayout*>(m_permissionCard->parentWidget()->layout());
+    cards->removeWidget(card);
+    cards->insertWidget(cards->indexOf(m_permissionCard), card);
+}
+
 void ConnectionPage::hidePairing() {
+    if (m_browserCard)
+        m_browserCard->hideCode();
     m_showing = false;
     updatePairing();
 }

@@ -8,6 +8,8 @@ class QPushButton;
 
 namespace quillvane {
 
+class BrowserAccess;
+class BrowserCard;
 class Card;
 class HostModel;
 class InputBackend;
@@ -23,6 +25,8 @@ public:
     void retranslate() override;
     // The backend that posts input; null until the program has chosen one.
     void setInputBackend(const InputBackend* backend);
+    // Adds the card for a phone's browser as the controller.
+    void setBrowserAccess(BrowserAccess* browsers);
     // Hides the code again: it holds the key, so it shows only while asked for.
     void hidePairing();
     // Reads again whether the backend can post.
@@ -56,6 +60,8 @@ private:
     QLabel* m_keyNotice;
     QLabel* m_issue;
     QMessageBox* m_confirmation = nullptr;
+
+    BrowserCard* m_browserCard = nullptr;
 
     Card* m_permissionCard;
     QLabel* m_permission;

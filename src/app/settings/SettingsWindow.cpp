@@ -153,6 +153,8 @@ void SettingsWindow::present() {
     activateWindow();
 }
 
+void SettingsWindow::setBrowserAccess(BrowserAccess* browsers) { m_connection->setBrowserAccess(browsers); }
+
 void SettingsWindow::setInputBackend(const InputBackend* backend) {
     m_connection->setInputBackend(backend);
 }

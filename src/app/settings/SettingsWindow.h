@@ -11,6 +11,7 @@ class QStackedWidget;
 namespace quillvane {
 
 class AppStrings;
+class BrowserAccess;
 class ConnectionPage;
 class GeneralPage;
 class HostModel;
@@ -31,6 +32,7 @@ public:
     // permission and the login item read afresh.
     void present();
     void setInputBackend(const InputBackend* backend);
+    void setBrowserAccess(BrowserAccess* browsers);
     // Without a tray the window is the program: `hint` (shown above the pages) says so, and the
     // note that closing keeps the program running goes. Null: the program is in a tray.
     void setNoTrayHint(QWidget* hint);

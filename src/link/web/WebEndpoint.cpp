@@ -62,6 +62,12 @@ void WebEndpoint::close() {
     m_userAgents.clear();
 }
 
+void WebEndpoint::closeBrowser(const QString& id) {
+    for (const auto& link : m_links)
+        if (link && (id.isEmpty() || link->browserId() == id))
+            link->close(QStringLiteral("browser revoked"));
+}
+
 void WebEndpoint::accept(qintptr descriptor) {
     std::erase_if(m_pending, [](const QPointer<WebConnection>& connection) { return !connection; });
     if (m_pending.size() >= kMaximumPending) {
@@ -114,6 +120,8 @@ void WebEndpoint::upgraded() {
             if (onRegistryChanged)
                 onRegistryChanged();
         };
+        std::erase_if(m_links, [](const QPointer<WebSocketLink>& known) { return !known || known->isClosed(); });
+        m_links.emplace_back(link);
         if (onLink)
             onLink(link);
         else

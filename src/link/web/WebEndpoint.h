@@ -9,6 +9,7 @@
 #include <chrono>
 #include <deque>
 #include <map>
+#include <vector>
 #include <functional>
 #include <memory>
 
@@ -49,6 +50,8 @@ public:
     bool listen(quint16 port);
     quint16 port() const;
     void close();
+    // Ends the WebSockets of a revoked browser (every browser's when `id` is empty).
+    void closeBrowser(const QString& id);
 
     // A new WebSocket link, not started; the receiver takes ownership.
     std::function<void(WebSocketLink* link)> onLink;
@@ -69,6 +72,7 @@ private:
     std::unique_ptr<LinkListener> m_listener;
     std::unique_ptr<QWebSocketServer> m_sockets;
     std::deque<QPointer<WebConnection>> m_pending;
+    std::vector<QPointer<WebSocketLink>> m_links;
     // User agents of sockets handed to the WebSocket server, by peer address and port, until it
     // hands them back as WebSockets.
     std::map<QString, QString> m_userAgents;

@@ -167,6 +167,8 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     EXPECT_EQ(replay->type(1), QStringLiteral("refused")) << "a proof for another challenge passed";
 
     m_registry.revoke(id);
+    m_endpoint->closeBrowser(id);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return page->closed; }, kGenerousMs)) << "a revoked browser stayed connected";
     auto revoked = open(m_origin);
     ASSERT_TRUE(revoked->awaitStep(1));
     prove(*revoked, id, secret, &pageNonce);
