@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include "platform/common/ClipboardTextRoute.h"
+#include "platform/common/TypedCodePoint.h"
 #include "platform/evdev/MacKeyTable.h"
 #include "protocol/Unicode.h"
 
@@ -155,34 +156,26 @@ bool PostingBackend::text(std::string_view character) {
     if (!canPost() || !isValidUtf8(character))
         return false;
     struct Part {
-        char32_t codePoint;
-        std::string_view bytes;
+        TypedCodePoint point;
         bool typed;
     };
     std::vector<Part> parts;
-    char32_t previous = 0;
-    for (std::size_t offset = 0; offset < character.size();) {
-        const std::size_t start = offset;
-        const char32_t codePoint = nextCodePoint(character, offset);
-        const bool secondHalfOfLineBreak = previous == U'\r' && codePoint == U'\n';
-        previous = codePoint;
-        if (secondHalfOfLineBreak)
-            continue;
-        const bool typed = canType(codePoint);
-        if (!typed && (!m_route || codePoint < 0x20 || codePoint == 0x7f))
+    for (const TypedCodePoint& point : TypedCodePoint::of(character)) {
+        const bool typed = canType(point.codePoint);
+        if (!typed && (!m_route || point.codePoint < 0x20 || point.codePoint == 0x7f))
             return false;
-        parts.push_back({codePoint, character.substr(start, offset - start), typed});
+        parts.push_back({point, typed});
     }
     for (const Part& part : parts) {
         if (!part.typed)
-            m_route->paste(part.bytes);
+            m_route->paste(part.point.bytes);
         else if (m_route)
-            m_route->post([this, codePoint = part.codePoint] {
+            m_route->post([this, codePoint = part.point.codePoint] {
                 if (canPost())
                     type(codePoint);
             });
         else
-            type(part.codePoint);
+            type(part.point.codePoint);
     }
     return true;
 }

@@ -4,5 +4,6 @@ pkg_check_modules(QUILLVANE_X11 REQUIRED IMPORTED_TARGET x11 xtst xrandr xineram
 target_sources(QuillvaneHost PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/SpareKeyTyper.cpp
     ${CMAKE_CURRENT_LIST_DIR}/WheelStepAccumulator.cpp
-    ${CMAKE_CURRENT_LIST_DIR}/X11Backend.cpp)
+    ${CMAKE_CURRENT_LIST_DIR}/X11Backend.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/X11Displays.cpp)
 target_link_libraries(QuillvaneHost PRIVATE PkgConfig::QUILLVANE_X11)

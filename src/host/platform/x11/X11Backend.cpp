@@ -16,12 +16,12 @@
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
-#include <X11/extensions/Xinerama.h>
-#include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
 
+#include "platform/common/TypedCodePoint.h"
 #include "platform/evdev/MacKeyTable.h"
 #include "SpareKeyTyper.h"
+#include "X11Displays.h"
 #include "WheelStepAccumulator.h"
 #include "protocol/Unicode.h"
 
@@ -88,33 +88,6 @@ std::optional<KeySym> keysymForCodePoint(char32_t codePoint) {
     return 0x01000000 + codePoint;
 }
 
-// Recent Xwayland servers announce themselves with an extension; all of them name their RandR
-// monitors "XWAYLAND0", "XWAYLAND1" and so on.
-bool isXwayland(Display* display) {
-    int opcode = 0;
-    int eventBase = 0;
-    int errorBase = 0;
-    if (XQueryExtension(display, "XWAYLAND", &opcode, &eventBase, &errorBase))
-        return true;
-    int major = 0;
-    int minor = 0;
-    if (!XRRQueryExtension(display, &eventBase, &errorBase) ||
-        !XRRQueryVersion(display, &major, &minor) || (major == 1 && minor < 5))
-        return false;
-    int count = 0;
-    XRRMonitorInfo* monitors = XRRGetMonitors(display, DefaultRootWindow(display), True, &count);
-    bool named = false;
-    if (count > 0 && monitors[0].name != None) {
-        char* name = XGetAtomName(display, monitors[0].name);
-        named = name && std::string_view(name).starts_with("XWAYLAND");
-        if (name)
-            XFree(name);
-    }
-    if (monitors)
-        XRRFreeMonitors(monitors);
-    return named;
-}
-
 std::vector<KeyCode> positionKeyCodes() {
     std::vector<KeyCode> codes;
     for (std::uint16_t macKey = 0; macKey < 128; ++macKey)
@@ -147,10 +120,6 @@ public:
 
 private:
     void open();
-    void watchDisplayChanges();
-    void handleQueuedEvents(int mode);
-    const std::vector<DisplayRect>& layout();
-    std::vector<DisplayRect> queryDisplays();
     bool needsWarp(PixelPoint to);
     void moveTo(PixelPoint point);
     void clickWheel(unsigned int button, std::int32_t steps);
@@ -171,12 +140,7 @@ private:
     std::string m_reason;
     int m_minKeyCode = 0;
     int m_maxKeyCode = 0;
-    // RandR's first event number, when the server has RandR 1.5 (monitors).
-    std::optional<int> m_randrEventBase;
-    // Cleared when RandR reports a change; refilled by the next displays().
-    std::optional<std::vector<DisplayRect>> m_displays;
-    // The heads are separate X screens joined by Xinerama (known from the last displays query).
-    bool m_headsAreScreens = false;
+    std::optional<X11Displays> m_displays;
     // Where this backend last put or saw the pointer.
     std::optional<PixelPoint> m_lastPosition;
     WheelStepAccumulator m_wheel;
@@ -242,7 +206,7 @@ void X11Backend::open() {
     }
     // Xwayland delivers XTest events to its own X11 windows only; the Wayland desktop and its
     // native applications never see them.
-    if (isXwayland(m_display)) {
+    if (X11Displays::isXwayland(m_display)) {
         m_reason = std::string("这是 Xwayland：输入只能到达 X11 窗口，到不了 Wayland 桌面；请登录 X11 "
                                "会话来控制这台电脑（") +
                    name + "）";
@@ -253,85 +217,13 @@ void X11Backend::open() {
     XTestGrabControl(m_display, True);
     XDisplayKeycodes(m_display, &m_minKeyCode, &m_maxKeyCode);
     m_typer.emplace(m_display, positionKeyCodes());
-    watchDisplayChanges();
-}
-
-void X11Backend::watchDisplayChanges() {
-    int eventBase = 0;
-    int errorBase = 0;
-    int major = 0;
-    int minor = 0;
-    if (!XRRQueryExtension(m_display, &eventBase, &errorBase) ||
-        !XRRQueryVersion(m_display, &major, &minor) || major < 1 || (major == 1 && minor < 5))
-        return;
-    m_randrEventBase = eventBase;
-    XRRSelectInput(m_display, DefaultRootWindow(m_display),
-                   RRScreenChangeNotifyMask | RRCrtcChangeNotifyMask | RROutputChangeNotifyMask);
-}
-
-// `mode` is XEventsQueued's: QueuedAlready reads nothing from the connection, QueuedAfterReading
-// also takes what has arrived, without waiting.
-void X11Backend::handleQueuedEvents(int mode) {
-    while (XEventsQueued(m_display, mode) > 0) {
-        XEvent event;
-        XNextEvent(m_display, &event);
-        if (m_randrEventBase && (event.type == *m_randrEventBase + RRScreenChangeNotify ||
-                                 event.type == *m_randrEventBase + RRNotify)) {
-            XRRUpdateConfiguration(&event);
-            m_displays.reset();
-        }
-    }
+    m_displays.emplace(m_display);
 }
 
 std::vector<DisplayRect> X11Backend::displays() {
     if (!canPost())
         return {};
-    return layout();
-}
-
-// Needed for every move: the cached list costs one non-blocking read for change events, where
-// asking the server would cost two round trips.
-const std::vector<DisplayRect>& X11Backend::layout() {
-    handleQueuedEvents(QueuedAfterReading);
-    if (!m_displays)
-        m_displays = queryDisplays();
-    return *m_displays;
-}
-
-std::vector<DisplayRect> X11Backend::queryDisplays() {
-    std::vector<DisplayRect> monitors;
-    if (m_randrEventBase) {
-        int count = 0;
-        XRRMonitorInfo* list =
-            XRRGetMonitors(m_display, DefaultRootWindow(m_display), True, &count);
-        for (int i = 0; i < count; ++i)
-            monitors.push_back({static_cast<double>(list[i].x), static_cast<double>(list[i].y),
-                                static_cast<double>(list[i].width),
-                                static_cast<double>(list[i].height)});
-        if (list)
-            XRRFreeMonitors(list);
-    }
-    std::vector<DisplayRect> heads;
-    if (XineramaIsActive(m_display)) {
-        int count = 0;
-        XineramaScreenInfo* list = XineramaQueryScreens(m_display, &count);
-        for (int i = 0; i < count; ++i)
-            heads.push_back({static_cast<double>(list[i].x_org), static_cast<double>(list[i].y_org),
-                             static_cast<double>(list[i].width),
-                             static_cast<double>(list[i].height)});
-        if (list)
-            XFree(list);
-    }
-    // Where Xinerama is not built on RandR (nested servers, some drivers), RandR knows only one
-    // screen while Xinerama knows every head; the longer list is the true one.
-    m_headsAreScreens = heads.size() > monitors.size() && heads.size() > 1;
-    if (m_headsAreScreens)
-        return heads;
-    if (!monitors.empty())
-        return monitors;
-    const int screen = DefaultScreen(m_display);
-    return {{0, 0, static_cast<double>(DisplayWidth(m_display, screen)),
-             static_cast<double>(DisplayHeight(m_display, screen))}};
+    return m_displays->layout();
 }
 
 std::optional<TrackpadVector> X11Backend::pointerLocation() {
@@ -356,8 +248,8 @@ std::optional<TrackpadVector> X11Backend::pointerLocation() {
 // a move to another head would stop at its edge. A warp crosses screens and reaches clients as
 // the same motion event; moves within a head stay with XTest.
 bool X11Backend::needsWarp(PixelPoint to) {
-    const auto& heads = layout();
-    if (!m_headsAreScreens)
+    const auto& heads = m_displays->layout();
+    if (!m_displays->headsAreScreens())
         return false;
     if (!m_lastPosition)
         return true;
@@ -499,15 +391,8 @@ bool X11Backend::text(std::string_view character) {
     if (!canPost() || !isValidUtf8(character))
         return false;
     std::vector<KeySym> keysyms;
-    char32_t previous = 0;
-    for (std::size_t offset = 0; offset < character.size();) {
-        const char32_t codePoint = nextCodePoint(character, offset);
-        // CR LF is one line break.
-        const bool secondHalfOfLineBreak = previous == U'\r' && codePoint == U'\n';
-        previous = codePoint;
-        if (secondHalfOfLineBreak)
-            continue;
-        const auto keysym = keysymForCodePoint(codePoint);
+    for (const TypedCodePoint& point : TypedCodePoint::of(character)) {
+        const auto keysym = keysymForCodePoint(point.codePoint);
         if (!keysym)
             return false;
         keysyms.push_back(*keysym);
@@ -525,7 +410,8 @@ void X11Backend::flush() {
     XFlush(m_display);
     // Events that came in with earlier replies are handled here, without reading the connection
     // again, so the queue never grows between moves.
-    handleQueuedEvents(QueuedAlready);
+    if (m_displays)
+        m_displays->handleQueuedEvents(QueuedAlready);
 }
 
 } // namespace
