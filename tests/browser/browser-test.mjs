@@ -6,7 +6,7 @@
 //   node browser-test.mjs --program QUILLVANE --text-field TEXT-FIELD --out FOLDER
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
-import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
@@ -55,7 +55,25 @@ const pointer = () => {
     return { x: Number(x), y: Number(y) };
 };
 
-// Button events on the root window, as "+1", "-1", "+4"... in order of arrival.
+// Events xev printed, as "+1" / "-space" (press or release, then the button or keysym), each
+// with when its line reached this process.
+function xevEvents(xev) {
+    const out = [];
+    let press = null;
+    xev.lines.forEach((line, i) => {
+        const head = /^(Button|Key)(Press|Release) event/.exec(line);
+        if (head)
+            press = head[2] === 'Press';
+        const what = /button (\d+)|keysym 0x[0-9a-f]+, (\w+)/.exec(line);
+        if (what && press !== null) {
+            out.push({ event: `${press ? '+' : '-'}${what[1] ?? what[2]}`, at: xev.arrivals[i] });
+            press = null;
+        }
+    });
+    return out;
+}
+
+// Button events on the root window.
 class RootButtons {
     constructor() {
         this.xev = start('stdbuf', ['-oL', 'xev', '-root', '-event', 'button']);
@@ -64,20 +82,8 @@ class RootButtons {
     get events() {
         return this.timed.map((e) => e.event);
     }
-    // { event, at }: at is when the line reached this process.
     get timed() {
-        const out = [];
-        let press = null;
-        this.xev.lines.forEach((line, i) => {
-            if (/^Button(Press|Release) event/.test(line))
-                press = line.startsWith('ButtonPress');
-            const button = /state 0x[0-9a-f]+, button (\d+)/.exec(line);
-            if (button && press !== null) {
-                out.push({ event: `${press ? '+' : '-'}${button[1]}`, at: this.xev.arrivals[i] });
-                press = null;
-            }
-        });
-        return out;
+        return xevEvents(this.xev);
     }
     // The events that came since the previous call.
     take() {
@@ -99,16 +105,44 @@ let link;
 let origin;
 let buttons;
 const sent = []; // the page's WebSocket frames, { at, data }
-const profile = mkdtempSync(join(tmpdir(), 'quillvane-chromium-'));
+const scratch = mkdtempSync(join(tmpdir(), 'quillvane-browser-test-'));
 mkdirSync(args.out, { recursive: true });
+
+// A rising sweep at 48 kHz, 16-bit mono: every lag but the right one correlates poorly with it.
+const speechRate = 48000;
+const sweep = (rate, seconds = 4) => Float32Array.from({ length: rate * seconds }, (_, i) => {
+    const t = i / rate;
+    return 0.5 * Math.sin(2 * Math.PI * (300 * t + (2700 * t * t) / (2 * seconds)));
+});
+function writeSpeech(path) {
+    const samples = sweep(speechRate);
+    const data = Buffer.alloc(44 + samples.length * 2);
+    data.write('RIFF', 0);
+    data.writeUInt32LE(36 + samples.length * 2, 4);
+    data.write('WAVEfmt ', 8);
+    data.writeUInt32LE(16, 16);
+    data.writeUInt16LE(1, 20);
+    data.writeUInt16LE(1, 22);
+    data.writeUInt32LE(speechRate, 24);
+    data.writeUInt32LE(speechRate * 2, 28);
+    data.writeUInt16LE(2, 32);
+    data.writeUInt16LE(16, 34);
+    data.write('data', 36);
+    data.writeUInt32LE(samples.length * 2, 40);
+    samples.forEach((v, i) => data.writeInt16LE(Math.round(v * 32767), 44 + i * 2));
+    writeFileSync(path, data);
+}
+const speech = join(scratch, 'speech.wav');
 
 function launch() {
     return puppeteer.launch({
         executablePath: '/usr/bin/chromium',
         acceptInsecureCerts: true,
-        userDataDir: profile,
+        userDataDir: join(scratch, 'chromium'),
         args: ['--no-sandbox', '--headless', '--disable-gpu', '--disable-background-networking',
-            '--disable-component-update', '--disable-sync', '--no-first-run', '--lang=en-US'],
+            '--disable-component-update', '--disable-sync', '--no-first-run', '--lang=en-US',
+            '--use-fake-ui-for-media-stream', '--use-fake-device-for-media-stream',
+            `--use-file-for-fake-audio-capture=${speech}`],
     });
 }
 
@@ -123,13 +157,23 @@ async function openPage(url, language = 'en-US') {
         Object.defineProperty(navigator, 'languages', { get: () => [lang] });
     }, language);
     await opened.goto(url);
+    touch = await opened.createCDPSession();
+    await touch.send('Network.enable');
+    touch.on('Network.webSocketFrameSent', ({ response }) => sent.push({ at: Date.now(), data: response.payloadData }));
     return opened;
 }
 
 const connected = (p) => p.waitForSelector('body[data-state="connected"]', { timeout: 15000 });
 
 before(async () => {
-    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11']);
+    // The voice plays into an installed "Quillvane Microphone", chosen as the output device.
+    // Its settings are this test's own.
+    const env = { ...process.env, XDG_CONFIG_HOME: join(scratch, 'config') };
+    execFileSync(args.program, ['--install-microphone'], { stdio: 'ignore', env });
+    mkdirSync(join(env.XDG_CONFIG_HOME, 'quillvane'), { recursive: true });
+    writeFileSync(join(env.XDG_CONFIG_HOME, 'quillvane', 'quillvane.ini'), '[General]\naudioDevice=QuillvaneMicrophone_UID\n');
+    writeSpeech(speech);
+    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11'], { env });
     const line = await waitFor(() => host.lines.find((l) => l.startsWith('Browser link: ')), 'the browser link');
     link = line.slice('Browser link: '.length);
     origin = new URL(link).origin;
@@ -141,7 +185,7 @@ after(async () => {
     await browser?.close();
     buttons?.stop();
     host?.kill('SIGTERM');
-    rmSync(profile, { recursive: true, force: true });
+    rmSync(scratch, { recursive: true, force: true });
 });
 
 // Where on the X screen the pointer tests play: away from any window, so the root window sees
@@ -176,9 +220,6 @@ test('pairing from the printed link gives a non-extractable key and a link witho
     }));
     assert.deepEqual(stored, { type: 'secret', extractable: false, algorithm: 'HMAC' });
     await page.waitForFunction(() => /\d/.test(document.getElementById('rtt').textContent), { timeout: 5000 });
-    touch = await page.createCDPSession();
-    await touch.send('Network.enable');
-    touch.on('Network.webSocketFrameSent', ({ response }) => sent.push({ at: Date.now(), data: response.payloadData }));
     await page.screenshot({ path: join(args.out, 'page-en.png') });
 });
 
@@ -265,6 +306,7 @@ test('typing "Hello, 世界" in the keyboard field reaches a text field on X; Re
         await waitFor(() => field.lines.includes('focused'), 'the text field to have the keyboard');
         await page.tap('#keyboard');
         await page.focus('#field');
+        await page.screenshot({ path: join(args.out, 'page-zh-keyboard.png') });
         await page.keyboard.type('Hello, 世界');
         await waitFor(() => field.lines.includes('text: Hello, 世界'), `the text on X (got ${field.lines.at(-1)})`);
         await page.keyboard.press('Enter');
@@ -273,6 +315,87 @@ test('typing "Hello, 世界" in the keyboard field reaches a text field on X; Re
         assert.equal(await page.$eval('#field', (e) => e.value), '');
     } finally {
         field.kill();
+    }
+});
+
+// Normalised correlation of reference[from, from + length) with recording[at, at + length).
+function correlation(recording, at, reference, from, length) {
+    let product = 0;
+    let energy = 0;
+    let referenceEnergy = 0;
+    for (let i = 0; i < length; ++i) {
+        const x = recording[at + i];
+        const y = reference[from + i];
+        product += x * y;
+        energy += x * x;
+        referenceEnergy += y * y;
+    }
+    return energy > 0 ? product / Math.sqrt(energy * referenceEnergy) : 0;
+}
+
+test('holding the talk button speaks into "Quillvane Microphone" with the shortcut held', async () => {
+    // The shortcut as the focused window sees it.
+    const keys = start('stdbuf', ['-oL', 'xev', '-event', 'keyboard', '-geometry', '200x100+0+0']);
+    const window = await waitFor(() => /Outer window is (0x[0-9a-f]+)/.exec(keys.lines.join('\n'))?.[1], 'the key window');
+    execFileSync('xdotool', ['windowfocus', '--sync', window]);
+    const recorder = spawn('parec', ['--device=QuillvaneMicrophone', '--format=float32le', '--rate=24000',
+        '--channels=1', '--latency-msec=10'], { stdio: ['ignore', 'pipe', 'inherit'] });
+    const chunks = [];
+    recorder.stdout.on('data', (chunk) => chunks.push(chunk));
+    try {
+        await sleep(500);
+        const talk = await page.$eval('#talk', (e) => {
+            const r = e.getBoundingClientRect();
+            return { x: r.x + r.width / 2, y: r.y + r.height / 2 };
+        });
+        await fingers('touchStart', [{ ...talk, id: 9 }]);
+        await page.waitForSelector('body.talking');
+        await sleep(2500);
+        await fingers('touchEnd', []);
+        const released = Date.now();
+        await waitFor(() => sent.some((f) => f.data.includes('"voiceEnd"')), 'the end of the voice');
+        await sleep(1500);
+        const keyEvents = xevEvents(keys);
+        // Pressed once and let go after the button (the server's autorepeat may come between).
+        const space = keyEvents.filter((e) => e.event.endsWith('space'));
+        assert.equal(space[0]?.event, '+space', `the shortcut: ${keyEvents.slice(0, 6).map((e) => e.event)}`);
+        assert.equal(space.at(-1).event, '-space');
+        assert.ok(space.at(-1).at >= released, 'the shortcut is held until the button is let go');
+
+        const bytes = Buffer.concat(chunks);
+        writeFileSync(join(args.out, 'microphone.f32'), bytes);
+        const recording = new Float32Array(bytes.buffer, bytes.byteOffset, Math.floor(bytes.length / 4));
+        const reference = sweep(24000);
+        const sound = recording.findIndex((v) => Math.abs(v) > 0.05);
+        assert.ok(sound >= 0, 'something reached the microphone');
+        // Chromium's capture settles in its first few tenths of a second (it drops a stretch as
+        // the audio graph starts), and a machine under load may lose a few milliseconds on the
+        // way: so each 50 ms of the recording is aligned on its own, near where the one before
+        // it was, and nearly all must be the sweep's.
+        const piece = 1200;
+        const first = sound + 9600;
+        const last = recording.findLastIndex((v) => Math.abs(v) > 0.05);
+        const pieces = Math.floor(Math.min(36000, last - first) / piece);
+        assert.ok(pieces >= 20, `at least a second was heard (${pieces} pieces)`);
+        let expected = null;
+        const values = [];
+        for (let k = 0; k < pieces; ++k) {
+            const at = first + k * piece;
+            let best = { from: 0, value: -1 };
+            const [low, high] = expected === null ? [0, reference.length - piece] : [expected - 480, expected + 480];
+            for (let from = Math.max(0, low); from <= Math.min(high, reference.length - piece); ++from) {
+                const value = correlation(recording, at, reference, from, piece);
+                if (value > best.value)
+                    best = { from, value };
+            }
+            values.push(best.value);
+            expected = best.from + piece;
+        }
+        const good = values.filter((v) => v >= 0.9).length;
+        assert.ok(good >= 0.9 * pieces, `the recording is the speech: ${values.map((v) => v.toFixed(2))}`);
+    } finally {
+        recorder.kill();
+        keys.kill();
     }
 });
 
@@ -303,15 +426,7 @@ test('the host refuses a used token, a foreign origin, a wrong or replayed proof
     assert.ok(refusedUpgrade >= 400, `foreign origin answered ${refusedUpgrade}`);
 
     // The page's own proof, watched on its way out, is worth nothing against a new challenge.
-    const watcher = await page.createCDPSession();
-    await watcher.send('Network.enable');
-    const proofs = [];
-    watcher.on('Network.webSocketFrameSent', ({ response }) => {
-        if (response.payloadData.includes('"prove"'))
-            proofs.push(response.payloadData);
-    });
-    await page.reload();
-    await connected(page);
+    const proofs = sent.filter((f) => f.data.includes('"prove"')).map((f) => f.data);
     assert.ok(proofs.length >= 1);
     const replayed = socket();
     await frame(replayed, 0);
