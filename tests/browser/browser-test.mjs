@@ -11,7 +11,7 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { parseArgs } from 'node:util';
-import puppeteer from 'puppeteer-core';
+import { connected, fingers as touchOf, launch, middle, openPage as open, pointer, sleep, stroke as strokeOf, waitFor } from './chromium.mjs';
 import WebSocket from 'ws';
 
 const { values: args } = parseArgs({
@@ -19,20 +19,6 @@ const { values: args } = parseArgs({
 });
 if (!process.env.QUILLVANE_TEST_ENV || !process.env.DISPLAY)
     throw new Error('run inside scripts/test-env (it gives the test its X server and services)');
-
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
-
-async function waitFor(condition, what, ms = 10000) {
-    const deadline = Date.now() + ms;
-    for (;;) {
-        const value = await condition();
-        if (value)
-            return value;
-        if (Date.now() > deadline)
-            throw new Error(`timed out waiting for ${what}`);
-        await sleep(50);
-    }
-}
 
 // A process whose standard output is kept as lines, and when each arrived.
 function start(command, argv, options = {}) {
@@ -49,11 +35,6 @@ function start(command, argv, options = {}) {
     });
     return child;
 }
-
-const pointer = () => {
-    const [, x, y] = /x:(\d+) y:(\d+)/.exec(execFileSync('xdotool', ['getmouselocation'], { encoding: 'utf8' }));
-    return { x: Number(x), y: Number(y) };
-};
 
 // Events xev printed, as "+1" / "-space" (press or release, then the button or keysym), each
 // with when its line reached this process.
@@ -100,7 +81,7 @@ class RootButtons {
 let host;
 let browser;
 let page;
-let touch;
+let touch; // the page touches go to
 let link;
 let origin;
 let buttons;
@@ -134,36 +115,16 @@ function writeSpeech(path) {
 }
 const speech = join(scratch, 'speech.wav');
 
-function launch() {
-    return puppeteer.launch({
-        executablePath: '/usr/bin/chromium',
-        acceptInsecureCerts: true,
-        userDataDir: join(scratch, 'chromium'),
-        args: ['--no-sandbox', '--headless', '--disable-gpu', '--disable-background-networking',
-            '--disable-component-update', '--disable-sync', '--no-first-run', '--lang=en-US',
-            '--use-fake-ui-for-media-stream', '--use-fake-device-for-media-stream',
-            `--use-file-for-fake-audio-capture=${speech}`],
-    });
-}
-
-async function openPage(url, language = 'en-US') {
-    const opened = await browser.newPage();
-    await opened.setViewport({ width: 390, height: 844, deviceScaleFactor: 3, isMobile: true, hasTouch: true });
-    opened.on('console', (message) => console.error(`page: ${message.text()}`));
-    opened.on('pageerror', (error) => console.error(`page error: ${error.message}`));
-    await opened.setExtraHTTPHeaders({ 'Accept-Language': language });
-    await opened.evaluateOnNewDocument((lang) => {
-        Object.defineProperty(navigator, 'language', { get: () => lang });
-        Object.defineProperty(navigator, 'languages', { get: () => [lang] });
-    }, language);
-    await opened.goto(url);
-    touch = await opened.createCDPSession();
-    await touch.send('Network.enable');
-    touch.on('Network.webSocketFrameSent', ({ response }) => sent.push({ at: Date.now(), data: response.payloadData }));
+// The page at `url`, its WebSocket frames watched.
+async function openPage(url, language) {
+    const opened = await open(browser, url, language);
+    touch = opened;
+    await opened.devtools.send('Network.enable');
+    opened.devtools.on('Network.webSocketFrameSent', ({ response }) => sent.push({ at: Date.now(), data: response.payloadData }));
     return opened;
 }
-
-const connected = (p) => p.waitForSelector('body[data-state="connected"]', { timeout: 15000 });
+const fingers = (type, points) => touchOf(touch, type, points);
+const stroke = (from, to) => strokeOf(touch, from, to);
 
 before(async () => {
     // The voice plays into an installed "Quillvane Microphone", chosen as the output device.
@@ -178,7 +139,8 @@ before(async () => {
     link = line.slice('Browser link: '.length);
     origin = new URL(link).origin;
     buttons = new RootButtons();
-    browser = await launch();
+    browser = await launch(join(scratch, 'chromium'), ['--use-fake-ui-for-media-stream',
+        '--use-fake-device-for-media-stream', `--use-file-for-fake-audio-capture=${speech}`]);
 });
 
 after(async () => {
@@ -191,19 +153,6 @@ after(async () => {
 // Where on the X screen the pointer tests play: away from any window, so the root window sees
 // every button.
 const home = { x: 1200, y: 300 };
-
-async function fingers(type, points) {
-    await touch.send('Input.dispatchTouchEvent', { type, touchPoints: points });
-}
-
-async function stroke(from, to, steps = 12) {
-    await fingers('touchStart', [{ ...from, id: 1 }]);
-    for (let i = 1; i <= steps; ++i) {
-        await sleep(16);
-        await fingers('touchMove', [{ x: from.x + ((to.x - from.x) * i) / steps, y: from.y + ((to.y - from.y) * i) / steps, id: 1 }]);
-    }
-    await fingers('touchEnd', []);
-}
 
 test('pairing from the printed link gives a non-extractable key and a link without its token', async () => {
     page = await openPage(link);
@@ -225,10 +174,7 @@ test('pairing from the printed link gives a non-extractable key and a link witho
 
 test('touches move, click, scroll and drag the X pointer', async () => {
     execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
-    const pad = await page.$eval('#pad', (e) => {
-        const r = e.getBoundingClientRect();
-        return { x: r.x + r.width / 2, y: r.y + r.height / 2 };
-    });
+    const pad = await middle(page, '#pad');
 
     // One finger right and down moves the pointer right and down.
     await stroke({ x: pad.x - 80, y: pad.y - 40 }, { x: pad.x + 40, y: pad.y + 20 });
@@ -344,13 +290,10 @@ test('holding the talk button speaks into "Quillvane Microphone" with the shortc
     recorder.stdout.on('data', (chunk) => chunks.push(chunk));
     try {
         await sleep(500);
-        const talk = await page.$eval('#talk', (e) => {
-            const r = e.getBoundingClientRect();
-            return { x: r.x + r.width / 2, y: r.y + r.height / 2 };
-        });
+        const talk = await middle(page, '#talk');
         await fingers('touchStart', [{ ...talk, id: 9 }]);
         await page.waitForSelector('body.talking');
-        await sleep(2500);
+        await sleep(3500);
         await fingers('touchEnd', []);
         const released = Date.now();
         await waitFor(() => sent.some((f) => f.data.includes('"voiceEnd"')), 'the end of the voice');

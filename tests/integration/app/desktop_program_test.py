@@ -486,6 +486,20 @@ class SettingsWindowTest(DesktopCase):
         wait_until(lambda: "退出 Quillvane" in self.tray.entries(), "the tray in Chinese")
 
 
+    def test_4_a_phones_browser_pairs_from_its_code(self):
+        self.open_page(0)
+        self.press("push button", "显示浏览器码")
+        link = wait_until(lambda: next((code for code in self.scanned_codes() if code.startswith("https://")),
+                                       None), "the browser code")
+        self.assertRegex(link, r"^https://[^/]+:\d+/#t=[A-Za-z0-9_-]{22}$")
+        browser = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "browser")
+        result = subprocess.run(["node", os.path.join(browser, "pair-from-code.mjs"), link],
+                                capture_output=True, text=True, timeout=120)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.control("label", "Chrome (Linux)")
+        wait_until(lambda: self.tray.tooltip() == "新浏览器已配对", "the tray to tell of the new browser")
+
+
 class NoTrayTest(DesktopCase):
     """A desktop without a tray (GNOME without the AppIndicator extension), and one whose panel
     comes up after the program, as at login. Qt settles how its tray icons are shown once per
