@@ -85,6 +85,7 @@ let touch; // the page touches go to
 let link;
 let origin;
 let buttons;
+let env; // the program's
 const sent = []; // the page's WebSocket frames, { at, data }
 const scratch = mkdtempSync(join(tmpdir(), 'quillvane-browser-test-'));
 mkdirSync(args.out, { recursive: true });
@@ -129,7 +130,7 @@ const stroke = (from, to) => strokeOf(touch, from, to);
 before(async () => {
     // The voice plays into an installed "Quillvane Microphone", chosen as the output device.
     // Its settings are this test's own.
-    const env = { ...process.env, XDG_CONFIG_HOME: join(scratch, 'config') };
+    env = { ...process.env, XDG_CONFIG_HOME: join(scratch, 'config') };
     execFileSync(args.program, ['--install-microphone'], { stdio: 'ignore', env });
     mkdirSync(join(env.XDG_CONFIG_HOME, 'quillvane'), { recursive: true });
     writeFileSync(join(env.XDG_CONFIG_HOME, 'quillvane', 'quillvane.ini'), '[General]\naudioDevice=QuillvaneMicrophone_UID\n');
@@ -169,6 +170,9 @@ test('pairing from the printed link gives a non-extractable key and a link witho
     }));
     assert.deepEqual(stored, { type: 'secret', extractable: false, algorithm: 'HMAC' });
     await page.waitForFunction(() => /\d/.test(document.getElementById('rtt').textContent), { timeout: 5000 });
+    const bytes = await page.evaluate(() => performance.getEntriesByType('navigation').concat(
+        performance.getEntriesByType('resource')).reduce((sum, entry) => sum + entry.encodedBodySize, 0));
+    assert.ok(bytes > 100000 && bytes <= 300000, `the page loads ${bytes} bytes`);
     await page.screenshot({ path: join(args.out, 'page-en.png') });
 });
 
@@ -391,4 +395,17 @@ test('the host refuses a used token, a foreign origin, a wrong or replayed proof
 
     // None of this disturbed the paired page.
     assert.equal(await page.$eval('body', (b) => b.dataset.state), 'connected');
+});
+
+test('the page reconnects by itself when the program comes back, on the same port', async () => {
+    host.kill('SIGTERM');
+    await page.waitForSelector('body[data-state="disconnected"]', { timeout: 10000 });
+    host = start(args.program, ['--headless', '--input-backend', 'x11'], { env });
+    await connected(page);
+    assert.equal(new URL(page.url()).origin, origin);
+    execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
+    const before = pointer();
+    const pad = await middle(page, '#pad');
+    await stroke({ x: pad.x - 60, y: pad.y }, { x: pad.x + 60, y: pad.y });
+    await waitFor(() => pointer().x > before.x + 20, 'the pointer to move after the reconnection');
 });
