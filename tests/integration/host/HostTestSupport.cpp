@@ -46,8 +46,8 @@ std::size_t HostFixture::inputCalls(const std::string& prefix) const {
         calls.begin(), calls.end(), [&](const std::string& call) { return call.starts_with(prefix); }));
 }
 
-TestController::TestController(const HostModel& host, std::optional<Uuid> client)
-    : m_host(host), m_client(client.value_or(randomUuid())), m_control(makeChannel("control")),
+TestController::TestController(const HostModel& host)
+    : m_host(host), m_client(randomUuid()), m_control(makeChannel("control")),
       m_audio(makeChannel("audio")) {}
 
 std::unique_ptr<ControllerChannel> TestController::makeChannel(const char* name) {

@@ -54,28 +54,25 @@ protected:
 // The phone's two channels, with everything the host sends kept per channel.
 class TestController {
 public:
-    explicit TestController(const HostModel& host, std::optional<Uuid> client = std::nullopt);
+    explicit TestController(const HostModel& host);
 
     ControllerChannel& control() { return *m_control; }
     ControllerChannel& audio() { return *m_audio; }
 
-    // Connects the channel and waits for its TLS handshake.
-    bool connect(ControllerChannel& channel);
-    void hello(ControllerChannel& channel, const char* name);
-    // Both channels, in order, each waiting for its welcome.
+    // Both channels, in order, each waiting for its TLS handshake and then its welcome.
     bool bind();
 
-    const std::vector<WireMessage>& received(const ControllerChannel& channel) const;
     // Waits for a message of this kind on the channel, after the first `skip` of that kind.
     std::optional<WireMessage> await(ControllerChannel& channel, WireMessage::Kind kind,
                                      std::size_t skip = 0, int timeoutMs = kGenerousMs);
     bool awaitClosed(ControllerChannel& channel, int timeoutMs = kGenerousMs);
     bool isClosed(const ControllerChannel& channel) const;
 
-    Uuid client() const { return m_client; }
-
 private:
     std::unique_ptr<ControllerChannel> makeChannel(const char* name);
+    bool connect(ControllerChannel& channel);
+    void hello(ControllerChannel& channel, const char* name);
+    const std::vector<WireMessage>& received(const ControllerChannel& channel) const;
 
     const HostModel& m_host;
     Uuid m_client;
