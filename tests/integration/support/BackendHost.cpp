@@ -56,22 +56,6 @@ void BackendHost::killController() {
     m_controller.reset();
 }
 
-::testing::AssertionResult killingTheControllerMidDragLetsGo(BackendHost& session,
-                                                             WevRecorder& wev) {
-    wev.clear();
-    session.send("drag on");
-    session.send("move 30 0");
-    if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1}; }))
-        return ::testing::AssertionFailure() << "the drag never pressed; wev saw:\n"
-                                             << described(wev.events());
-    session.killController();
-    if (!wev.waitFor([](const auto& events) { return buttonStates(events) == std::vector{1, 0}; },
-                     5000))
-        return ::testing::AssertionFailure() << "the drag's button is still held; wev saw:\n"
-                                             << described(wev.events());
-    return ::testing::AssertionSuccess();
-}
-
 ::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
                                                     WevRecorder& wev) {
     wev.clear();

@@ -50,10 +50,6 @@ private:
 
 class WevRecorder;
 
-// Starts a drag through the controller, kills the controller once wev has the press, and succeeds
-// when wev then sees the button let go within 5 s: the host's heartbeat limit and a margin.
-::testing::AssertionResult killingTheControllerMidDragLetsGo(BackendHost& session,
-                                                             WevRecorder& wev);
 // Presses the left button through `backend` itself, past any controller, and succeeds when wev
 // sees it let go once the backend is destroyed (the program stopping); `backend` is left empty.
 ::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,
