@@ -33,6 +33,7 @@ constexpr double releaseBuffer = 0.1;
 // A press that moves the pointer this far (the touch slop), or is held this long, is a drag.
 constexpr double dragSlop = 8;
 constexpr double holdTime = 0.3;
+constexpr double clockJump = 1;
 
 double gain(double rate) {
     const double t = std::clamp((rate - slowRate) / (fastRate - slowRate), 0.0, 1.0);
@@ -53,7 +54,20 @@ OneEuroFilter AirMouse::filter() {
     return OneEuroFilter(minimumCutoff, cutoffSlope, derivativeCutoff);
 }
 
+void AirMouse::setTime(double time, ControllerOutput& out) {
+    if (!std::isfinite(time) || time >= m_now - clockJump) {
+        m_now = std::isfinite(time) ? std::max(m_now, time) : m_now;
+        return;
+    }
+    m_moves.flush(m_now, out.messages);
+    if (m_dragging)
+        out.messages.push_back(buttonMessage(WireMessage::Kind::drag, false));
+    *this = AirMouse();
+    m_now = time;
+}
+
 void AirMouse::motion(double x, double, double z, double time, ControllerOutput& out) {
+    setTime(time, out);
     if (!std::isfinite(x) || !std::isfinite(z) || !std::isfinite(time) ||
         (m_lastSample && time <= *m_lastSample) || time < m_now)
         return;
@@ -142,8 +156,7 @@ void AirMouse::button(Button which, bool down, double time, ControllerOutput& ou
 }
 
 void AirMouse::advance(double time, ControllerOutput& out) {
-    if (std::isfinite(time))
-        m_now = std::max(m_now, time);
+    setTime(time, out);
     if (m_left && !m_dragging && m_now - *m_left >= holdTime)
         startDrag(out);
     m_moves.flushDue(m_now, out.messages);

@@ -38,6 +38,9 @@ private:
         double time = 0;
         TrackpadVector delta;
     };
+    // As TrackpadGesture's: a clock that runs back by more than a second starts afresh, letting
+    // go of a held drag.
+    void setTime(double time, ControllerOutput& out);
     void takeBack(double time, ControllerOutput& out);
     void startDrag(ControllerOutput& out);
 

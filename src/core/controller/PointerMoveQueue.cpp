@@ -10,10 +10,21 @@ namespace quillvane {
 namespace {
 
 constexpr double limit = TrackpadMoveBatch::maximumDelta;
+constexpr double quantum = 1.0 / 256;
 
-// The part of `delta` that keeps `sum + delta` within the message limit.
+// `value` plus what was carried, in whole quanta; the rest is carried on.
+double quantized(double value, double& carry) {
+    const double total = value + carry;
+    const double whole = std::round(total / quantum) * quantum;
+    carry = total - whole;
+    return whole;
+}
+
+// The part of `delta` that keeps both it and `sum + delta` within the message limit (clamped
+// once more after the subtraction, whose rounding may step an ulp past it).
 double fitted(double sum, double delta) {
-    return std::clamp(sum + delta, -limit, limit) - sum;
+    delta = std::clamp(delta, -limit, limit);
+    return std::clamp(std::clamp(sum + delta, -limit, limit) - sum, -limit, limit);
 }
 
 } // namespace
@@ -21,7 +32,8 @@ double fitted(double sum, double delta) {
 void PointerMoveQueue::add(TrackpadVector delta) {
     if (!std::isfinite(delta.x) || !std::isfinite(delta.y))
         return;
-    delta = {fitted(m_sum.x, delta.x), fitted(m_sum.y, delta.y)};
+    delta = {fitted(m_sum.x, quantized(std::clamp(delta.x, -limit, limit), m_carry.x)),
+             fitted(m_sum.y, quantized(std::clamp(delta.y, -limit, limit), m_carry.y))};
     m_sum.x += delta.x;
     m_sum.y += delta.y;
     if (m_pending.size() < TrackpadMoveBatch::maximumSamples) {

@@ -20,9 +20,11 @@ public:
         return !last || time - *last >= frameInterval - 1e-6;
     }
 
-    // Queues a delta; a non-finite one is dropped. The queue never holds more than one message
-    // may carry: past 64 samples the last one absorbs the rest, and the sum stays within the
-    // 2000 points per axis a message may carry (a jump beyond that is cut short).
+    // Queues a delta; a non-finite one is dropped. Deltas go out in 1/256ths of a point, the
+    // rest carried into the next one, so no motion is lost and their JSON stays short (a few
+    // digits instead of seventeen, and quick to write). The queue never holds more than one
+    // message may carry: past 64 samples the last one absorbs the rest, and the sum stays within
+    // the 2000 points per axis a message may carry (a jump beyond that is cut short).
     void add(TrackpadVector delta);
     // Sends the queue when a frame interval has passed since the last move message.
     void flushDue(double time, std::vector<WireMessage>& out);
@@ -36,6 +38,7 @@ public:
 private:
     std::vector<TrackpadVector> m_pending;
     TrackpadVector m_sum;
+    TrackpadVector m_carry;
     std::optional<double> m_lastSent;
 };
 

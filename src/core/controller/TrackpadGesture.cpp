@@ -21,6 +21,8 @@ constexpr double dragGrace = 0.3;
 // land two fingers up to a few tens of milliseconds apart, and a browser reports two fingers
 // that land together as one and then two) starts a scroll without a pointer jump first.
 constexpr double settleTime = 0.04;
+// How far a clock may run back before it counts as a new one.
+constexpr double clockJump = 1;
 
 TrackpadVector minus(TrackpadVector a, TrackpadVector b) { return {a.x - b.x, a.y - b.y}; }
 
@@ -37,14 +39,29 @@ bool TrackpadGesture::idle() const {
            m_scroll.idle() && m_moves.empty();
 }
 
+void TrackpadGesture::setTime(double time, ControllerOutput& out) {
+    if (!std::isfinite(time) || time >= m_now) {
+        m_now = std::isfinite(time) ? time : m_now;
+        return;
+    }
+    if (time >= m_now - clockJump)
+        return;
+    m_moves.flush(m_now, out.messages);
+    m_scroll.lift(m_now, true, out);
+    m_scroll.stop(m_now, out);
+    if (m_dragHeld)
+        drag(false, out);
+    *this = TrackpadGesture(m_settings);
+    m_now = time;
+}
+
 void TrackpadGesture::touch(const TouchPoint& point, ControllerOutput& out) {
-    const double time = std::isfinite(point.time) ? std::max(point.time, m_now) : m_now;
-    advance(time, out);
+    advance(point.time, out);
     const bool placed = std::isfinite(point.x) && std::isfinite(point.y);
     switch (point.phase) {
     case TouchPhase::began:
         if (placed && !finger(point.id) && m_fingers.size() < maximumFingers)
-            began({point.id, point.x, point.y, time, point.phase}, out);
+            began(point, out);
         break;
     case TouchPhase::moved:
         if (Finger* f = finger(point.id); f && placed)
@@ -202,8 +219,7 @@ void TrackpadGesture::sessionEnded(ControllerOutput& out) {
 }
 
 void TrackpadGesture::advance(double time, ControllerOutput& out) {
-    if (std::isfinite(time))
-        m_now = std::max(m_now, time);
+    setTime(time, out);
     if (m_mode == Mode::touching && m_fingers.size() == 1) {
         const Finger& f = m_fingers.front();
         if (m_afterTap && m_now - f.downTime > tapTimeout)

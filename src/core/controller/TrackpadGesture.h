@@ -33,7 +33,8 @@ public:
 
     // One finger report; what it causes is appended to `out`. Reports of unknown fingers, a
     // second `began` of a finger that is down and positions that are not finite are ignored;
-    // a time earlier than the last one counts as the last one.
+    // a time a little earlier than the last one counts as the last one, and one more than a
+    // second earlier starts a new clock (see restartClock).
     void touch(const TouchPoint& point, ControllerOutput& out);
     // The timed part: settles, clicks after the double-tap window, ends a drag after its grace,
     // coasts momentum and sends queued motion.
@@ -63,6 +64,10 @@ private:
     void drag(bool held, ControllerOutput& out);
     void sendPendingTap(ControllerOutput& out);
     Finger* finger(std::int64_t id);
+    // Takes `time` as the current time; a clock that runs back by more than a second is a new
+    // clock (a bad timestamp, a page restored from the back-forward cache): whatever is held is
+    // let go and the recogniser starts afresh, so that no deadline waits for the old clock.
+    void setTime(double time, ControllerOutput& out);
 
     TrackpadSettings m_settings;
     double m_now = 0;

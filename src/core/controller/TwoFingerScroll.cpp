@@ -106,22 +106,22 @@ void TwoFingerScroll::move(TrackpadVector delta, double time, const TrackpadSett
     } else if (m_state == State::scrolling) {
         followRail(delta, time);
         const TrackpadVector step = railed(delta);
-        m_pending.x += step.x;
-        m_pending.y += step.y;
+        // A change beyond what one message carries (a jump no finger makes) is cut short.
+        m_pending = clampedDelta({m_pending.x + step.x, m_pending.y + step.y});
     } else {
         return;
     }
 
-    const TrackpadVector step = railed(delta);
-    m_position.x += step.x;
-    m_position.y += step.y;
+    const TrackpadVector travelled = railed(delta);
+    m_position.x += travelled.x;
+    m_position.y += travelled.y;
     if (m_sampleCount == m_samples.size()) {
         std::copy(m_samples.begin() + 1, m_samples.end(), m_samples.begin());
         --m_sampleCount;
     }
     m_samples[m_sampleCount++] = {time, m_position};
 
-    m_detentTravel += std::hypot(step.x, step.y);
+    m_detentTravel += std::hypot(travelled.x, travelled.y);
     // A jump of many detents in one sample ticks once: a burst of vibrations is not a feel.
     if (m_detentTravel >= detentDistance) {
         out.haptics.push_back(Haptic::detent);
@@ -133,13 +133,8 @@ void TwoFingerScroll::move(TrackpadVector delta, double time, const TrackpadSett
 void TwoFingerScroll::flush(double time, ControllerOutput& out) {
     if (m_pending.x == 0 && m_pending.y == 0)
         return;
-    // A change beyond a message's limit (a jump no finger makes) goes out in pieces.
-    while (m_pending.x != 0 || m_pending.y != 0) {
-        const TrackpadVector piece = clampedDelta(m_pending);
-        send(TrackpadScrollPhase::changed, piece, out);
-        m_pending.x -= piece.x;
-        m_pending.y -= piece.y;
-    }
+    send(TrackpadScrollPhase::changed, m_pending, out);
+    m_pending = {};
     m_lastSent = time;
 }
 
@@ -179,7 +174,7 @@ void TwoFingerScroll::lift(double time, bool cancelled, ControllerOutput& out) {
         return;
     }
     if (speed > maximumMomentumSpeed)
-        v = {v.x * maximumMomentumSpeed / speed, v.y * maximumMomentumSpeed / speed};
+        v = {v.x * (maximumMomentumSpeed / speed), v.y * (maximumMomentumSpeed / speed)};
     m_velocity = v;
     m_momentumStart = time;
     m_momentumEnd = time + std::log(std::min(speed, maximumMomentumSpeed) / stopSpeed) / decay;

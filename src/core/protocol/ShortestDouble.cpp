@@ -1,6 +1,7 @@
 #include "ShortestDouble.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -32,8 +33,22 @@ Decimal nearest(double value, int count) {
 bool readsBack(double value, const Decimal& d) {
     char text[40];
     std::memcpy(text, d.digits, static_cast<std::size_t>(d.count));
-    std::snprintf(text + d.count, sizeof text - static_cast<std::size_t>(d.count), "e%d",
-                  d.exponent - (d.count - 1));
+    char* p = text + d.count;
+    *p++ = 'e';
+    int exponent = d.exponent - (d.count - 1);
+    if (exponent < 0) {
+        *p++ = '-';
+        exponent = -exponent;
+    }
+    char reversed[8];
+    int length = 0;
+    do {
+        reversed[length++] = static_cast<char>('0' + exponent % 10);
+        exponent /= 10;
+    } while (exponent > 0);
+    while (length > 0)
+        *p++ = reversed[--length];
+    *p = '\0';
     return std::strtod(text, nullptr) == value;
 }
 
@@ -50,10 +65,73 @@ bool neighbour(Decimal& d, int step) {
     return d.digits[0] != '0';
 }
 
+// `digits` significant digits of `value`, correctly rounded: cut from its 17 digits, which is the
+// same unless the part cut off is exactly a half there (the 17 digits are rounded themselves);
+// then printed afresh.
+Decimal rounded(double value, const Decimal& all, int digits) {
+    if (digits >= all.count)
+        return all;
+    bool half = all.digits[digits] == '5';
+    for (int i = digits + 1; half && i < all.count; ++i)
+        half = all.digits[i] == '0';
+    if (half)
+        return nearest(value, digits);
+    Decimal d = all;
+    d.count = digits;
+    if (all.digits[digits] >= '5' && !neighbour(d, 1)) {
+        d.digits[0] = '1'; // 9.99... rounds up to 10.0...
+        ++d.exponent;
+    }
+    return d;
+}
+
+// A multiple of 1/256 under 2^20 has an exact decimal of at most 15 significant digits (7 before
+// the point, 8 after), and no other decimal that short reads back as the same double: that is its
+// shortest form, found without printing. Pointer motion is sent in such steps.
+bool exactQuanta(double value, Decimal& d) {
+    const double scaled = value * 256;
+    if (!(value < 1048576) || scaled != std::floor(scaled))
+        return false;
+    const auto units = static_cast<std::uint64_t>(scaled);
+    // The integer part, then eight decimals of the fraction (1/256 = 0.00390625).
+    char text[24];
+    int length = 0;
+    std::uint64_t integer = units >> 8;
+    char reversed[8];
+    int integerLength = 0;
+    do {
+        reversed[integerLength++] = static_cast<char>('0' + integer % 10);
+        integer /= 10;
+    } while (integer > 0);
+    while (integerLength > 0)
+        text[length++] = reversed[--integerLength];
+    const int pointAt = length;
+    std::uint64_t fraction = (units & 255) * 390625;
+    for (int i = 7; i >= 0; --i) {
+        text[pointAt + i] = static_cast<char>('0' + fraction % 10);
+        fraction /= 10;
+    }
+    length += 8;
+    int first = 0;
+    while (first < length - 1 && text[first] == '0')
+        ++first;
+    int last = length;
+    while (last > first + 1 && text[last - 1] == '0')
+        --last;
+    d.count = last - first;
+    std::memcpy(d.digits, text + first, static_cast<std::size_t>(d.count));
+    d.exponent = pointAt - first - 1;
+    return true;
+}
+
 // The fewest digits that read back. If the nearest decimal with n digits reads back, so does the
-// nearest with n + 1, which allows a search; most doubles of pointer motion need 16 or 17.
+// nearest with n + 1, which allows a search; most doubles of pointer motion need 16 or 17, so
+// the search starts there.
 Decimal shortest(double value) {
-    const auto fits = [&](int count) { return readsBack(value, nearest(value, count)); };
+    if (Decimal exact; exactQuanta(value, exact))
+        return exact;
+    const Decimal all = nearest(value, 17);
+    const auto fits = [&](int count) { return readsBack(value, rounded(value, all, count)); };
     int count = 17;
     if (fits(16)) {
         count = 16;
@@ -69,19 +147,18 @@ Decimal shortest(double value) {
             }
         }
     }
-    Decimal best = nearest(value, count);
     // At a power of two the doubles below are twice as dense as above, and a neighbour of the
     // nearest decimal one digit shorter may read back where the nearest does not.
     int binaryExponent = 0;
     if (count > 1 && std::frexp(value, &binaryExponent) == 0.5) {
-        const Decimal shorter = nearest(value, count - 1);
+        const Decimal shorter = rounded(value, all, count - 1);
         for (const int step : {-1, 1}) {
             Decimal candidate = shorter;
             if (neighbour(candidate, step) && readsBack(value, candidate))
                 return candidate;
         }
     }
-    return best;
+    return rounded(value, all, count);
 }
 
 } // namespace
