@@ -18,6 +18,9 @@ class ControllerChannel : public QObject {
 public:
     ControllerChannel(QString name, Uuid identity, std::array<std::uint8_t, 32> key,
                       QObject* parent = nullptr);
+    // The socket, a member, is destroyed after this body and may still report its disconnection
+    // on the way; nothing of the channel is there to take it by then.
+    ~ControllerChannel() override { m_socket.disconnect(this); }
 
     void connectTo(const QString& host, quint16 port);
     void send(const WireMessage& message);
