@@ -3,11 +3,13 @@
 // through DevTools, and what arrives judged on the X server (pointer position from xdotool,
 // button and wheel events on the root window from xev, typed text in a real text field).
 // Refusals are checked with a bare WebSocket client against the same host.
-//   node browser-test.mjs --program QUILLVANE --text-field TEXT-FIELD --out FOLDER
+//   node browser-test.mjs --program QUILLVANE --controller CONTROLLER --text-field TEXT-FIELD --out FOLDER
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { connect as tcpConnect } from 'node:net';
 import { tmpdir } from 'node:os';
+import { connect as tlsConnect } from 'node:tls';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { parseArgs } from 'node:util';
@@ -15,7 +17,8 @@ import { connected, fingers as touchOf, launch, middle, openPage as open, pointe
 import WebSocket from 'ws';
 
 const { values: args } = parseArgs({
-    options: { program: { type: 'string' }, 'text-field': { type: 'string' }, out: { type: 'string' } },
+    options: { program: { type: 'string' }, controller: { type: 'string' }, 'text-field': { type: 'string' },
+        out: { type: 'string' } },
 });
 if (!process.env.QUILLVANE_TEST_ENV || !process.env.DISPLAY)
     throw new Error('run inside scripts/test-env (it gives the test its X server and services)');
@@ -400,7 +403,7 @@ test('the host refuses a used token, a foreign origin, a wrong or replayed proof
 test('the page reconnects by itself when the program comes back, on the same port', async () => {
     host.kill('SIGTERM');
     await page.waitForSelector('body[data-state="disconnected"]', { timeout: 10000 });
-    host = start(args.program, ['--headless', '--input-backend', 'x11'], { env });
+    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11'], { env });
     await connected(page);
     assert.equal(new URL(page.url()).origin, origin);
     execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
@@ -408,4 +411,30 @@ test('the page reconnects by itself when the program comes back, on the same por
     const pad = await middle(page, '#pad');
     await stroke({ x: pad.x - 60, y: pad.y }, { x: pad.x + 60, y: pad.y });
     await waitFor(() => pointer().x > before.x + 20, 'the pointer to move after the reconnection');
+});
+
+test('half-open TLS and WebSocket connections to the page\'s port do not keep the phone out', async () => {
+    await page.close();
+    await waitFor(() => host.lines.some((l) => l.startsWith('Status: ') && /wait/i.test(l)), 'the host to wait for a phone');
+    const port = Number(new URL(origin).port);
+    const flood = [
+        ...Array.from({ length: 30 }, () => tcpConnect({ host: '127.0.0.1', port })),
+        ...Array.from({ length: 30 }, () => tlsConnect({ host: '127.0.0.1', port, rejectUnauthorized: false })),
+    ];
+    for (const connection of flood)
+        connection.on('error', () => {});
+    const sockets = Array.from({ length: 20 }, () => socket());
+    await waitFor(() => sockets.every((ws) => ws.frames.length || ws.readyState === WebSocket.CLOSED), 'the WebSockets to be answered');
+    const pairing = host.lines.find((l) => l.startsWith('quillvane://pair?'));
+    const nativePort = /Listening on port (\d+)/.exec(host.lines.findLast((l) => l.startsWith('Listening on port')))[1];
+    const phone = start(args.controller, ['--host', '127.0.0.1', '--port', nativePort, pairing]);
+    try {
+        await waitFor(() => ['control', 'audio'].every((channel) => phone.lines.some((l) => l.startsWith(`${channel} {"kind":"welcome"`))),
+            'the phone to bind both channels');
+        assert.ok(flood.some((c) => !c.destroyed), 'the flood was still there');
+    } finally {
+        phone.kill();
+        flood.forEach((c) => c.destroy());
+        sockets.forEach((ws) => ws.terminate());
+    }
 });
