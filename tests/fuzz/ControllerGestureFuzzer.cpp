@@ -80,6 +80,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ControllerOutput out;
     std::set<std::int64_t> down;
     double time = 1000;
+    const auto toTrackpadHost = [&] {
+        trackpadHost.take(out);
+        out.clear();
+    };
+    const auto toAirHost = [&] {
+        airHost.take(out);
+        out.clear();
+    };
 
     while (!in.empty()) {
         const std::uint8_t op = in.byte();
@@ -101,11 +109,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 3:
             time += in.byte() / 1000.0;
             trackpad.advance(at, out);
-            trackpadHost.take(out);
-            out.clear();
+            toTrackpadHost();
             air.advance(at, out);
-            airHost.take(out);
-            out.clear();
+            toAirHost();
             break;
         case 4:
             time -= (op & 0x40) ? in.byte() / 100.0 : 0;
@@ -122,28 +128,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                        (op & 0x40) != 0, at, out);
             break;
         }
-        (airOp ? airHost : trackpadHost).take(out);
-        out.clear();
+        airOp ? toAirHost() : toTrackpadHost();
     }
 
     // Every finger up, every button released, then time goes on: everything must end.
     time = std::max(time, 2000.0);
     for (const std::int64_t id : down)
         trackpad.touch({id, 0, 0, time, TouchPhase::ended}, out);
-    trackpadHost.take(out);
-    out.clear();
+    toTrackpadHost();
     air.button(AirMouse::Button::left, false, time, out);
     air.button(AirMouse::Button::right, false, time, out);
-    airHost.take(out);
-    out.clear();
+    toAirHost();
     for (int frame = 0; frame < 60 * 15 && !(trackpad.idle() && air.idle()); ++frame) {
         time += 1 / 60.0;
         trackpad.advance(time, out);
-        trackpadHost.take(out);
-        out.clear();
+        toTrackpadHost();
         air.advance(time, out);
-        airHost.take(out);
-        out.clear();
+        toAirHost();
     }
     check(trackpad.idle() && air.idle());
     for (const HostView& host : {trackpadHost, airHost})

@@ -10,16 +10,45 @@
 namespace quillvane {
 namespace {
 
+// Hands each member of an object to `read`, which returns whether it knew the key; the values of
+// other keys are skipped.
+template <class Read>
+void readMembers(json::Value& value, std::string_view context, Read&& read) {
+    auto object = json::take(value.get_object(), context);
+    for (auto field : object) {
+        auto member = json::take(std::move(field), context);
+        const std::string_view key = json::take(member.unescaped_key(), context);
+        json::Value inner = json::take(member.value(), key);
+        if (!read(key, inner))
+            json::consume(inner, key);
+    }
+}
+
+template <class T> T required(std::optional<T>& field, std::string_view key) {
+    if (!field)
+        json::missingKey(key);
+    return std::move(*field);
+}
+
+template <class Item, class ReadItem>
+std::vector<Item> readList(std::string_view text, std::string_view context, ReadItem readItem) {
+    return json::parse(text, [&](json::Document& document) {
+        std::vector<Item> items;
+        auto array = json::take(document.get_array(), context);
+        for (auto element : array) {
+            json::Value value = json::take(std::move(element), context);
+            items.push_back(readItem(value));
+        }
+        return items;
+    });
+}
+
 QuickKey readKey(json::Value& value) {
-    auto object = json::take(value.get_object(), "quickKey");
     std::optional<Uuid> id;
     std::optional<std::string> label;
     std::optional<std::uint16_t> code;
     std::optional<std::uint64_t> flags;
-    for (auto field : object) {
-        auto member = json::take(std::move(field), "quickKey");
-        const std::string_view key = json::take(member.unescaped_key(), "quickKey");
-        json::Value inner = json::take(member.value(), key);
+    readMembers(value, "quickKey", [&](std::string_view key, json::Value& inner) {
         if (key == "id")
             id = json::readUuid(inner, key);
         else if (key == "label")
@@ -29,40 +58,18 @@ QuickKey readKey(json::Value& value) {
         else if (key == "flags")
             flags = json::readUInt64(inner, key);
         else
-            json::consume(inner, key);
-    }
-    if (!id)
-        json::missingKey("id");
-    if (!label)
-        json::missingKey("label");
-    if (!code)
-        json::missingKey("code");
-    if (!flags)
-        json::missingKey("flags");
-    return QuickKey{*id, std::move(*label), *code, *flags};
-}
-
-std::vector<QuickKey> decodeKeys(std::string_view text) {
-    return json::parse(text, [](json::Document& document) {
-        std::vector<QuickKey> keys;
-        auto array = json::take(document.get_array(), "quickKeys");
-        for (auto element : array) {
-            json::Value value = json::take(std::move(element), "quickKeys");
-            keys.push_back(readKey(value));
-        }
-        return keys;
+            return false;
+        return true;
     });
+    return QuickKey{required(id, "id"), required(label, "label"), required(code, "code"),
+                    required(flags, "flags")};
 }
 
 QuickInput readInput(json::Value& value) {
-    auto object = json::take(value.get_object(), "quickInput");
     std::optional<Uuid> id;
     std::optional<std::string> label;
     std::optional<std::string> text;
-    for (auto field : object) {
-        auto member = json::take(std::move(field), "quickInput");
-        const std::string_view key = json::take(member.unescaped_key(), "quickInput");
-        json::Value inner = json::take(member.value(), key);
+    readMembers(value, "quickInput", [&](std::string_view key, json::Value& inner) {
         if (key == "id")
             id = json::readUuid(inner, key);
         else if (key == "label")
@@ -70,27 +77,10 @@ QuickInput readInput(json::Value& value) {
         else if (key == "text")
             text = json::readString(inner, key);
         else
-            json::consume(inner, key);
-    }
-    if (!id)
-        json::missingKey("id");
-    if (!label)
-        json::missingKey("label");
-    if (!text)
-        json::missingKey("text");
-    return QuickInput{*id, std::move(*label), std::move(*text)};
-}
-
-std::vector<QuickInput> decodeInputs(std::string_view text) {
-    return json::parse(text, [](json::Document& document) {
-        std::vector<QuickInput> inputs;
-        auto array = json::take(document.get_array(), "quickInputs");
-        for (auto element : array) {
-            json::Value value = json::take(std::move(element), "quickInputs");
-            inputs.push_back(readInput(value));
-        }
-        return inputs;
+            return false;
+        return true;
     });
+    return QuickInput{required(id, "id"), required(label, "label"), required(text, "text")};
 }
 
 } // namespace
@@ -98,7 +88,7 @@ std::vector<QuickInput> decodeInputs(std::string_view text) {
 std::vector<QuickKey> QuickKey::load(std::string_view json, const UuidSource& newId) {
     std::vector<QuickKey> stored;
     try {
-        stored = decodeKeys(json);
+        stored = readList<QuickKey>(json, "quickKeys", readKey);
     } catch (const JsonError&) {
         return defaults(newId);
     }
@@ -108,7 +98,7 @@ std::vector<QuickKey> QuickKey::load(std::string_view json, const UuidSource& ne
 std::vector<QuickInput> QuickInput::load(std::string_view json) {
     std::vector<QuickInput> stored;
     try {
-        stored = decodeInputs(json);
+        stored = readList<QuickInput>(json, "quickInputs", readInput);
     } catch (const JsonError&) {
         return {};
     }

@@ -30,24 +30,27 @@ Decimal nearest(double value, int count) {
     return d;
 }
 
+// Writes `number` in decimal at `p` and moves `p` past it.
+void appendDecimal(char*& p, std::uint64_t number) {
+    char reversed[20];
+    int length = 0;
+    do {
+        reversed[length++] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    } while (number > 0);
+    while (length > 0)
+        *p++ = reversed[--length];
+}
+
 bool readsBack(double value, const Decimal& d) {
     char text[40];
     std::memcpy(text, d.digits, static_cast<std::size_t>(d.count));
     char* p = text + d.count;
     *p++ = 'e';
-    int exponent = d.exponent - (d.count - 1);
-    if (exponent < 0) {
+    const int exponent = d.exponent - (d.count - 1);
+    if (exponent < 0)
         *p++ = '-';
-        exponent = -exponent;
-    }
-    char reversed[8];
-    int length = 0;
-    do {
-        reversed[length++] = static_cast<char>('0' + exponent % 10);
-        exponent /= 10;
-    } while (exponent > 0);
-    while (length > 0)
-        *p++ = reversed[--length];
+    appendDecimal(p, static_cast<std::uint64_t>(std::abs(exponent)));
     *p = '\0';
     return std::strtod(text, nullptr) == value;
 }
@@ -95,16 +98,9 @@ bool exactQuanta(double value, Decimal& d) {
     const auto units = static_cast<std::uint64_t>(scaled);
     // The integer part, then eight decimals of the fraction (1/256 = 0.00390625).
     char text[24];
-    int length = 0;
-    std::uint64_t integer = units >> 8;
-    char reversed[8];
-    int integerLength = 0;
-    do {
-        reversed[integerLength++] = static_cast<char>('0' + integer % 10);
-        integer /= 10;
-    } while (integer > 0);
-    while (integerLength > 0)
-        text[length++] = reversed[--integerLength];
+    char* end = text;
+    appendDecimal(end, units >> 8);
+    int length = static_cast<int>(end - text);
     const int pointAt = length;
     std::uint64_t fraction = (units & 255) * 390625;
     for (int i = 7; i >= 0; --i) {
