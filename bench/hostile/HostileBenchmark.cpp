@@ -14,7 +14,6 @@
 #include <QCoreApplication>
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QSettings>
 #include <QTemporaryDir>
 
 #include <chrono>
@@ -27,9 +26,7 @@
 #include "PhoneLoad.h"
 #include "SquattedBinds.h"
 #include "TimestampInput.h"
-#include "fakes/FixedMicrophone.h"
-#include "fakes/RecordingAudio.h"
-#include "keychain/KeychainStore.h"
+#include "fakes/TestHost.h"
 #include "protocol/PadError.h"
 
 using namespace quillvane;
@@ -55,11 +52,6 @@ const char* const kTraceVariable = "QUILLVANE_BENCH_TRACE";
 int failWith(const QString& reason) {
     std::fprintf(stderr, "bench_hostile: %s\n", reason.toUtf8().constData());
     return 1;
-}
-
-double uptimeSeconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
 }
 
 // The host's log goes to a file, as it would go to the system log: the cost of writing each line
@@ -180,25 +172,10 @@ int runHost() {
         std::setvbuf(g_log, nullptr, _IOLBF, 0);
     qInstallMessageHandler(writeLog);
 
-    QSettings settings(dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat);
-    KeychainStore keychain =
-        KeychainStore::fileStore(dir.filePath(QStringLiteral("data")).toStdString());
     TimestampInput input(static_cast<std::size_t>(kPlan.warmupMoves + 2 * kPlan.phaseMoves));
-    RecordingAudio audio;
-    FixedMicrophone microphone(MicrophoneState{});
-
-    HostModel::Services services;
-    services.keychain = &keychain;
-    services.input = &input;
-    services.audio = &audio;
-    services.microphone = &microphone;
-    services.settings = &settings;
-    services.uptime = uptimeSeconds;
-    services.doubleClickInterval = [] { return 0.5; };
-    services.computerName = [] { return std::string("Benchmark"); };
-    HostModel host(services);
-    host.start();
-    if (!host.isStarted())
+    TestHost test(input, "Benchmark");
+    HostModel& host = test.make();
+    if (!test.start())
         return failWith(QStringLiteral("the host did not start: ") + host.issue());
 
     int drops = 0;

@@ -20,13 +20,13 @@ class HostKeyring : public HostFixture {
 protected:
     void SetUp() override {
         HostFixture::SetUp();
-        m_keychain = std::make_unique<KeychainStore>(KeychainStore::secretService());
-        m_keychain->remove("host");
+        m_test.useKeychain(KeychainStore::secretService());
+        m_test.keychain().remove("host");
     }
     void TearDown() override {
         keyring("unlock");
         HostFixture::TearDown();
-        m_keychain->remove("host");
+        m_test.keychain().remove("host");
     }
 };
 
@@ -38,7 +38,7 @@ TEST_F(HostKeyring, aKeyringThatCannotSaveIsTheIssueUntilARotationSaves) {
     // The program keeps running with the issue: it still stops cleanly on SIGTERM afterwards.
     QProcess program;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), m_test.path(QStringLiteral("config")));
     environment.remove(QStringLiteral("DISPLAY"));
     // The terminal speaks the interface language, which follows a Chinese desktop here.
     for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANGUAGE"})
@@ -76,7 +76,7 @@ TEST_F(HostKeyring, aKeyringThatCannotSaveIsTheIssueUntilARotationSaves) {
     m_host->rotatePairing();
     ASSERT_TRUE(m_host->isStarted());
     EXPECT_FALSE(m_host->hasIssue()) << m_host->issue().toStdString();
-    EXPECT_EQ(m_keychain->load("host"), m_host->profile());
+    EXPECT_EQ(m_test.keychain().load("host"), m_host->profile());
     TestController phone(*m_host);
     EXPECT_TRUE(phone.bind());
 }

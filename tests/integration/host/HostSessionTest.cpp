@@ -62,7 +62,7 @@ TEST_F(HostSession, aPhoneBindsOverTlsDictatesAndIsDroppedWhenAChannelCloses) {
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->text, "电脑语音设置已改变，请重新开始");
     EXPECT_EQ(failure->session, begin.session);
-    EXPECT_EQ(m_settings->value(QStringLiteral("hotkeyCode")).toLongLong(), 50);
+    EXPECT_EQ(m_test.settings().value(QStringLiteral("hotkeyCode")).toLongLong(), 50);
 
     // Losing either channel drops the whole controller and what it held, at once: not only when
     // the missing heartbeats would.
@@ -108,7 +108,7 @@ TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
     const PairingProfile fresh = *m_host->profile();
     EXPECT_NE(fresh.id, old.id);
     EXPECT_NE(fresh.secret, old.secret);
-    EXPECT_EQ(m_keychain->load("host"), fresh);
+    EXPECT_EQ(m_test.keychain().load("host"), fresh);
     EXPECT_TRUE(before.awaitClosed(before.control()));
 
     // The old key no longer completes a handshake; the new one does, under the new name.

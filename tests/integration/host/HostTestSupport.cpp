@@ -6,40 +6,6 @@
 
 namespace quillvane::test {
 
-void HostFixture::SetUp() {
-    ASSERT_TRUE(m_dir.isValid());
-    m_settings = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("quillvane.ini")),
-                                             QSettings::IniFormat);
-    m_keychain = std::make_unique<KeychainStore>(
-        KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString()));
-    m_audio.setDevices({virtualDevice()});
-    m_settings->setValue(QStringLiteral("audioDevice"), QString::fromStdString(virtualDevice().uid));
-}
-
-void HostFixture::TearDown() {
-    if (m_host)
-        m_host->stop();
-    m_host.reset();
-}
-
-void HostFixture::makeHost() {
-    m_host = std::make_unique<HostModel>(HostModel::Services{
-        .keychain = m_keychain.get(),
-        .input = &m_input,
-        .audio = &m_audio,
-        .microphone = &m_microphone,
-        .settings = m_settings.get(),
-        .uptime = uptimeSeconds,
-        .doubleClickInterval = [] { return 0.35; },
-        .computerName = [] { return std::string("Test Host"); }});
-}
-
-void HostFixture::startHost() {
-    makeHost();
-    m_host->start();
-    ASSERT_TRUE(m_host->isStarted()) << m_host->issue().toStdString();
-}
-
 std::size_t HostFixture::inputCalls(const std::string& prefix) const {
     const auto& calls = m_input.calls();
     return static_cast<std::size_t>(std::count_if(

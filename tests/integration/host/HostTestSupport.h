@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QtCore/qtestsupport_core.h>
 
 #include <chrono>
@@ -11,12 +9,8 @@
 #include <vector>
 
 #include "ControllerChannel.h"
-#include "HostModel.h"
-#include "Uptime.h"
-#include "fakes/FixedMicrophone.h"
-#include "fakes/RecordingAudio.h"
 #include "fakes/RecordingInput.h"
-#include "keychain/KeychainStore.h"
+#include "fakes/TestHost.h"
 
 namespace quillvane::test {
 
@@ -24,31 +18,21 @@ namespace quillvane::test {
 // requirement.
 inline constexpr int kGenerousMs = 20'000;
 
-inline const OutputDevice& virtualDevice() {
-    static const OutputDevice device{7, "quillvane-microphone", "Quillvane Microphone", true};
-    return device;
-}
-
 // A real host session on loopback with recording input and audio, its key in a private file
 // store and its settings in a private file.
 class HostFixture : public testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
-
-    // The host, not yet started.
-    void makeHost();
-    void startHost();
+    void makeHost() { m_host = &m_test.make(); }
+    void startHost() {
+        makeHost();
+        ASSERT_TRUE(m_test.start()) << m_host->issue().toStdString();
+    }
     // How many input calls so far begin with `prefix`.
     std::size_t inputCalls(const std::string& prefix) const;
 
-    QTemporaryDir m_dir;
-    std::unique_ptr<QSettings> m_settings;
-    std::unique_ptr<KeychainStore> m_keychain;
     RecordingInput m_input;
-    RecordingAudio m_audio;
-    FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
-    std::unique_ptr<HostModel> m_host;
+    TestHost m_test{m_input};
+    HostModel* m_host = nullptr;
 };
 
 // The phone's two channels, with everything the host sends kept per channel.

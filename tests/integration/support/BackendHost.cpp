@@ -7,26 +7,14 @@
 namespace quillvane::testing_support {
 
 BackendHost::BackendHost(InputBackend& backend)
-    : m_settings(m_dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat),
-      m_keychain(KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString())),
-      m_input(backend, uptimeSeconds, [] { return 0.5; }) {
-    m_host = std::make_unique<HostModel>(HostModel::Services{
-        .keychain = &m_keychain,
-        .input = &m_input,
-        .audio = &m_audio,
-        .microphone = &m_microphone,
-        .settings = &m_settings,
-        .uptime = uptimeSeconds,
-        .doubleClickInterval = [] { return 0.5; },
-        .computerName = [] { return std::string("Backend Test Host"); },
-    });
+    : m_input(backend, uptimeSeconds, [] { return TestHost::kDoubleClickInterval; }),
+      m_test(m_input, "Backend Test Host"), m_host(&m_test.make()) {
     m_host->start();
 }
 
 BackendHost::~BackendHost() {
     if (m_controller)
         killController();
-    m_host->stop();
 }
 
 bool BackendHost::startController() {

@@ -7,14 +7,9 @@
 
 #include <QByteArray>
 #include <QProcess>
-#include <QSettings>
-#include <QTemporaryDir>
 
-#include "HostModel.h"
 #include "InputController.h"
-#include "fakes/FixedMicrophone.h"
-#include "fakes/RecordingAudio.h"
-#include "keychain/KeychainStore.h"
+#include "fakes/TestHost.h"
 
 namespace quillvane::testing_support {
 
@@ -37,13 +32,9 @@ public:
     std::string controllerOutput() const { return m_output.toStdString(); }
 
 private:
-    QTemporaryDir m_dir;
-    QSettings m_settings;
-    KeychainStore m_keychain;
     InputController m_input;
-    RecordingAudio m_audio;
-    FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
-    std::unique_ptr<HostModel> m_host;
+    TestHost m_test;
+    HostModel* m_host;
     std::unique_ptr<QProcess> m_controller;
     QByteArray m_output;
 };
