@@ -193,7 +193,8 @@ TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     ASSERT_TRUE(session.startController()) << session.controllerOutput();
     // The phone's first move starts where the user's mouse left the pointer, and so does its
     // next one after the mouse moved it again; Mutter moves the pointer by the motion as sent
-    // (factor 1 in every run, from 1 to 100 pixels at 8 to 300 ms apart).
+    // (factor 1 in every run, from 1 to 100 pixels at 8 to 300 ms apart). The mouse's nudge of
+    // half a pixel is how the test learns where the pointer is.
     const auto [x0, y0] = moveMouse({0, 0.5});
     session.send("move 30 10");
     ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return !named(events, "motion").empty(); }));

@@ -2,8 +2,12 @@
 
 #include <utility>
 
+#include <QLoggingCategory>
+
 namespace quillvane {
 namespace {
+Q_LOGGING_CATEGORY(lcInput, "app.quillvane.Input", QtInfoMsg)
+
 // How often a paste not yet read is looked at again.
 constexpr int pollMs = 20;
 } // namespace
@@ -90,6 +94,8 @@ void ClipboardTextRoute::postNow(const Pending& pending) {
     m_clipboard.offer(pending.text, [this](bool offered) {
         if (offered)
             m_pressPaste();
+        else
+            qCWarning(lcInput, "The clipboard could not be set; a pasted text is lost");
     });
     m_restore.start(restoreMs);
 }
