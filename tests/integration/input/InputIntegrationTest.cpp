@@ -4,10 +4,9 @@
 // keys, and the events a test window receives.
 
 #include <QProcess>
-#include <QSettings>
-#include <QTemporaryDir>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,9 +17,7 @@
 #include "InputController.h"
 #include "Random.h"
 #include "Uptime.h"
-#include "fakes/FixedMicrophone.h"
-#include "fakes/RecordingAudio.h"
-#include "keychain/KeychainStore.h"
+#include "fakes/TestHost.h"
 #include "platform/x11/X11Backend.h"
 #include "protocol/Unicode.h"
 
@@ -38,36 +35,24 @@ using Strings = std::vector<std::string>;
 constexpr int kGenerousMs = 20'000;
 // Whatever the controller held is let go this soon after it dies, however it died.
 constexpr int kReleaseLimitMs = 5'000;
-constexpr double kDoubleClickInterval = 0.5;
+constexpr double kDoubleClickInterval = TestHost::kDoubleClickInterval;
 
 class InputSession : public testing_support::IntegrationTest {
 protected:
     void SetUp() override {
         IntegrationTest::SetUp();
         ASSERT_TRUE(m_client.isOpen()) << "cannot open the test X display";
-        ASSERT_TRUE(m_dir.isValid());
         ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
-        m_audio.setDevices({{7, "quillvane-microphone", "Quillvane Microphone", true}});
-        m_settings.setValue(QStringLiteral("audioDevice"), QStringLiteral("quillvane-microphone"));
-        m_host = std::make_unique<HostModel>(HostModel::Services{
-            .keychain = &m_keychain,
-            .input = &m_input,
-            .audio = &m_audio,
-            .microphone = &m_microphone,
-            .settings = &m_settings,
-            .uptime = uptimeSeconds,
-            .doubleClickInterval = [] { return kDoubleClickInterval; },
-            .computerName = [] { return std::string("Input Test Host"); },
-        });
-        m_host->start();
-        ASSERT_TRUE(m_host->isStarted()) << m_host->issue().toStdString();
+        m_host = &m_test->make();
+        ASSERT_TRUE(m_test->start()) << m_host->issue().toStdString();
         startController();
     }
 
     void TearDown() override {
         if (m_controller)
             killController();
-        m_host.reset();
+        m_host = nullptr;
+        m_test.reset();
         EXPECT_TRUE(!m_client.isOpen() || m_client.nothingHeld())
             << "a key or button is still held";
     }
@@ -112,15 +97,10 @@ protected:
     bool nothingMore() { return m_client.events(1, 300).empty(); }
 
     X11TestClient m_client;
-    QTemporaryDir m_dir;
-    QSettings m_settings{m_dir.filePath(QStringLiteral("quillvane.ini")), QSettings::IniFormat};
-    KeychainStore m_keychain =
-        KeychainStore::fileStore(m_dir.filePath(QStringLiteral("data")).toStdString());
     std::unique_ptr<InputBackend> m_backend = makeX11Backend();
     InputController m_input{*m_backend, uptimeSeconds, [] { return kDoubleClickInterval; }};
-    RecordingAudio m_audio;
-    FixedMicrophone m_microphone{MicrophoneState{MicrophoneState::Kind::ready, {}}};
-    std::unique_ptr<HostModel> m_host;
+    std::optional<TestHost> m_test{std::in_place, m_input, "Input Test Host"};
+    HostModel* m_host = nullptr;
     std::unique_ptr<QProcess> m_controller;
     QByteArray m_output;
 };
