@@ -109,8 +109,9 @@ void Controller::closed(ControllerChannel& channel, const QString& reason) {
         return;
     print(QStringLiteral("closed ") + channel.name() + QStringLiteral(": ") + reason);
     // A session lost while bound is resumed, as the phone resumes one when it comes back to the
-    // foreground; one that ended on purpose (finishInput) was cancelled first.
-    m_resume.suspend(m_bound && !m_finished);
+    // foreground; one that ended on purpose (finishInput, or the host closing it: the computer
+    // dropped this phone or stopped) is not.
+    m_resume.suspend(m_bound && !m_finished && !channel.endedByHost());
     if (onLost && m_resume.takeResume()) {
         m_resuming = true;
         m_bound = false;

@@ -34,10 +34,14 @@ ControllerChannel::ControllerChannel(QString name, Uuid identity,
             onReady();
     });
     connect(&m_socket, &QSslSocket::readyRead, this, &ControllerChannel::readAvailable);
-    connect(&m_socket, &QAbstractSocket::disconnected, this,
-            [this] { closeWith(QStringLiteral("connection closed by the host")); });
-    connect(&m_socket, &QAbstractSocket::errorOccurred, this,
-            [this](QAbstractSocket::SocketError) { closeWith(m_socket.errorString()); });
+    connect(&m_socket, &QAbstractSocket::disconnected, this, [this] {
+        m_endedByHost = true;
+        closeWith(QStringLiteral("connection closed by the host"));
+    });
+    connect(&m_socket, &QAbstractSocket::errorOccurred, this, [this](QAbstractSocket::SocketError error) {
+        m_endedByHost = error == QAbstractSocket::RemoteHostClosedError;
+        closeWith(m_socket.errorString());
+    });
 }
 
 void ControllerChannel::connectTo(const QString& host, quint16 port) {

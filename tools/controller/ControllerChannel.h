@@ -30,6 +30,9 @@ public:
     void sendRawBytes(const char* bytes, qint64 count);
     void close();
     bool isEncrypted() const { return m_socket.isEncrypted(); }
+    // The host closed the connection (it dropped this phone, or it stopped), rather than the
+    // network failing under it.
+    bool endedByHost() const { return m_endedByHost; }
     const QString& name() const { return m_name; }
 
     std::function<void()> onReady;
@@ -46,6 +49,7 @@ private:
     QSslSocket m_socket;
     FrameDecoder m_decoder;
     bool m_closed = false;
+    bool m_endedByHost = false;
 };
 
 } // namespace quillvane
