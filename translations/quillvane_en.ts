@@ -376,6 +376,10 @@
         <translation>Could not turn on start at login: the autostart file cannot be written</translation>
     </message>
     <message>
+        <source>avahi-daemon 没有运行：请用 sudo systemctl enable --now avahi-daemon 启动它</source>
+        <translation>avahi-daemon is not running: start it with sudo systemctl enable --now avahi-daemon</translation>
+    </message>
+    <message>
         <source>无法发布局域网服务</source>
         <translation>Could not announce this computer on the local network</translation>
     </message>

@@ -10,10 +10,10 @@ namespace quillvane {
 // that can reach its display, so a refused display falls back to the other, and the list always
 // ends with the offscreen platform, on which the program runs headless.
 //
-// A Wayland session prefers Wayland, also where X is there too (XWayland): the window is then
-// drawn at the output's scale instead of being scaled up by the compositor, which blurs the text
-// and greys the QR code's edges; wlroots and KDE draw its frame (xdg-decoration), elsewhere Qt
-// draws its own.
+// A Wayland session prefers Wayland, also where X is there too (XWayland): the window is then drawn
+// at the output's scale. wlroots compositors and KWin draw its frame (xdg-decoration); on GNOME
+// Qt draws its own title bar, which is the price: under XWayland Mutter gives the window GNOME's
+// frame, but at scale 2 it shows an X window at half its size, texts and code at 1x.
 std::string qtPlatformList(std::string_view display, std::string_view waylandDisplay,
                            std::string_view sessionType);
 

@@ -165,8 +165,13 @@ void ServiceAdvertiser::fail(int error) {
               avahi_strerror(error));
     m_state = State::Failed;
     m_error = error;
-    // The system's form of a failure with a status: the text, then Avahi's code in brackets.
-    const QString issue = QStringLiteral("无法发布局域网服务（%1）").arg(error);
+    // The system's form of a failure with a status: the text, then Avahi's code in brackets. A
+    // daemon that is not running is the one failure the user can mend, so it says how.
+    const QString issue =
+        (error == AVAHI_ERR_NO_DAEMON
+             ? QStringLiteral("avahi-daemon 没有运行：请用 sudo systemctl enable --now avahi-daemon 启动它（%1）")
+             : QStringLiteral("无法发布局域网服务（%1）"))
+            .arg(error);
     QMetaObject::invokeMethod(
         this,
         [this, issue] {

@@ -130,7 +130,11 @@ TEST_F(HostSession, aStoppedAvahiDaemonIsTheIssueUntilTheServiceIsListedAgain) {
     ASSERT_TRUE(advertised(id));
     ASSERT_EQ(avahiControl("stop"), 0);
     const bool shown = QTest::qWaitFor(
-        [&] { return m_host->issue() == QStringLiteral("无法发布局域网服务（-26）"); }, kGenerousMs);
+        [&] {
+            return m_host->issue() ==
+                   QStringLiteral("avahi-daemon 没有运行：请用 sudo systemctl enable --now avahi-daemon 启动它（-26）");
+        },
+        kGenerousMs);
     ASSERT_EQ(avahiControl("start"), 0); // before any verdict: the other tests need the daemon
     EXPECT_TRUE(shown) << m_host->issue().toStdString();
     // The new daemon knows nothing of the old registration: listing it proves we published again.
