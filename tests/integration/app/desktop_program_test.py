@@ -623,23 +623,22 @@ class Sway(Compositor):
         # The pointer stays out of the screenshots.
         self.message("seat * hide_cursor 100")
 
-    def windows(self):
-        """app_id (or class) of every window sway manages."""
+    def views(self):
+        """Every window sway manages, as its tree lists it."""
         def walk(node):
             if node.get("pid"):
-                yield node.get("app_id") or node.get("window_properties", {}).get("class")
+                yield node
             for child in node.get("nodes", []) + node.get("floating_nodes", []):
                 yield from walk(child)
         return list(walk(self.message(kind="get_tree")))
 
+    def windows(self):
+        return [view.get("app_id") for view in self.views()]
+
     def window_width(self):
         """The logical width of the program's window."""
-        def walk(node):
-            if node.get("app_id") == "app.quillvane.Quillvane":
-                yield node["rect"]["width"]
-            for child in node.get("nodes", []) + node.get("floating_nodes", []):
-                yield from walk(child)
-        return next(walk(self.message(kind="get_tree")))
+        return next(view["rect"]["width"] for view in self.views()
+                    if view.get("app_id") == "app.quillvane.Quillvane")
 
     def screenshot(self, path):
         subprocess.run(["grim", "-o", "HEADLESS-1", path], check=True,
