@@ -169,8 +169,12 @@ class Phone:
         self.process.stdin.flush()
 
     def dropped(self):
+        """Whether the host closed the phone's control channel; the controller, which would try
+        to resume the session, is stopped then."""
         self.wait_for("closed control")
-        return self.process.wait(20) is not None
+        self.process.terminate()
+        self.process.wait(20)
+        return True
 
 
 def write_tone(path, seconds):
