@@ -21,6 +21,10 @@ BrowserCard::BrowserCard(BrowserAccess& browsers, Card* card) : QWidget(card), m
     auto* addressRow = new QHBoxLayout;
     m_addressLabel = new QLabel(this);
     m_address = new QComboBox(this);
+    // Addresses run long (IPv6); the list shows them whole, the closed box may elide them, so that
+    // the window stays narrow enough for a small screen.
+    m_address->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_address->setMinimumContentsLength(16);
     m_addressLabel->setBuddy(m_address);
     addressRow->addWidget(m_addressLabel);
     addressRow->addWidget(m_address, 1);
