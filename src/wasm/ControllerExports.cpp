@@ -255,8 +255,8 @@ EMSCRIPTEN_KEEPALIVE const char* qv_quick_inputs() {
     });
 }
 
-// The pointer guide: the video for the interface language ("system", "simplifiedChinese",
-// "english"; `preferred` is the browser's language list, one per line) and the settings key of
+// The pointer guide: the video for the interface language (as stored: "system", "zh-Hans",
+// "en"; `preferred` is the browser's language list, one per line) and the settings key of
 // its seen flag.
 EMSCRIPTEN_KEEPALIVE const char* qv_pointer_guide(const char* mode, const char* language, const char* preferred) {
     return run([&] {

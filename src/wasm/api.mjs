@@ -145,7 +145,7 @@ export async function loadCore(options = {}) {
             const json = quick.inputs().results[0];
             return { inputs: JSON.parse(json), json };
         },
-        // mode "trackpad" or "air"; language "system", "simplifiedChinese" or "english";
+        // mode "trackpad" or "air"; language as stored: "system", "zh-Hans" or "en";
         // preferred: navigator.languages.
         pointerGuide(mode, language, preferred) {
             const [video, seenKey] = pointerGuide(mode, language, preferred.join('\n')).results;
