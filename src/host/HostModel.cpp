@@ -274,7 +274,7 @@ void HostModel::disconnect() { m_session->disconnect(); }
 
 PairingProfile HostModel::saveFreshProfile() {
     const std::string name = m_services.computerName ? m_services.computerName() : "";
-    PairingProfile fresh = m_services.keychain->create(name.empty() ? "电脑" : name);
+    PairingProfile fresh = m_services.keychain->create(name.empty() ? std::string(PairingProfile::kDefaultName) : name);
     m_services.keychain->save(fresh, "host");
     return fresh;
 }

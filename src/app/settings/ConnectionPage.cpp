@@ -80,6 +80,11 @@ ConnectionPage::ConnectionPage(HostModel& host, HostText hostText, QWidget* pare
     m_issue->setTextInteractionFlags(Qt::TextSelectableByMouse);
     content->addWidget(m_issue);
 
+    // Between the phone's card and the permission card: both are ways to connect. Filled and
+    // shown once the program has its browser endpoint.
+    m_browserSlot = addCard();
+    m_browserSlot->hide();
+
     m_permissionCard = addCard();
     m_permission = wrappingLabel(m_permissionCard);
     // The explanation may carry a command to run; it must be copyable.
@@ -132,12 +137,8 @@ void ConnectionPage::setInputBackend(const InputBackend* backend) {
 void ConnectionPage::setBrowserAccess(BrowserAccess* browsers) {
     if (m_browserCard || !browsers)
         return;
-    // Between the phone's card and the permission card: both are ways to connect.
-    Card* card = addCard();
-    m_browserCard = new BrowserCard(*browsers, card);
-    auto* cards = static_cast<QBoxLayout*>(m_permissionCard->parentWidget()->layout());
-    cards->removeWidget(card);
-    cards->insertWidget(cards->indexOf(m_permissionCard), card);
+    m_browserCard = new BrowserCard(*browsers, m_browserSlot);
+    m_browserSlot->show();
 }
 
 void ConnectionPage::hidePairing() {

@@ -61,6 +61,7 @@ private:
     QLabel* m_issue;
     QMessageBox* m_confirmation = nullptr;
 
+    Card* m_browserSlot;
     BrowserCard* m_browserCard = nullptr;
 
     Card* m_permissionCard;

@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::string_view kScheme = "quillvane";
 constexpr std::string_view kHost = "pair";
-constexpr std::string_view kDefaultName = "电脑";
 
 constexpr const char* kNotALink = "请扫描或粘贴 Quillvane 电脑端配对码";
 constexpr const char* kIncomplete = "配对码不完整";

@@ -21,6 +21,8 @@ struct PairingProfile {
 
     // Longest name a parsed link keeps, in user-perceived characters.
     static constexpr std::size_t kMaxNameCharacters = 100;
+    // The name of a computer that gave none: in a link without one, or a host without a name.
+    static constexpr std::string_view kDefaultName = "电脑";
     // Pasted text of this many user-perceived characters or more is refused unread.
     static constexpr std::size_t kMaxLinkCharacters = 2048;
 
