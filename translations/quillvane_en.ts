@@ -507,6 +507,126 @@
         <source>混成器撤下了接口</source>
         <translation>The compositor withdrew an interface</translation>
     </message>
+    <message>
+        <source>剪贴板不可用，文字未能输入</source>
+        <translation>The clipboard could not be used; the text was not typed</translation>
+    </message>
+    <message>
+        <source>单指移动指针，轻点点按，双指滑动滚动，轻点两下后拖动可拖拽。</source>
+        <translation>Move one finger to move the pointer, tap to click, slide two fingers to scroll, tap twice and drag to drag.</translation>
+    </message>
+    <message>
+        <source>右键</source>
+        <translation>Right</translation>
+    </message>
+    <message>
+        <source>名称</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>在此输入</source>
+        <translation>Type here</translation>
+    </message>
+    <message>
+        <source>左键</source>
+        <translation>Left</translation>
+    </message>
+    <message>
+        <source>已断开</source>
+        <translation>Disconnected</translation>
+    </message>
+    <message>
+        <source>已断开，正在重新连接…</source>
+        <translation>Disconnected, reconnecting…</translation>
+    </message>
+    <message>
+        <source>已连接</source>
+        <translation>Connected</translation>
+    </message>
+    <message>
+        <source>往返 %1 毫秒</source>
+        <translation>round trip %1 ms</translation>
+    </message>
+    <message>
+        <source>快捷键</source>
+        <translation>Quick keys</translation>
+    </message>
+    <message>
+        <source>快速输入</source>
+        <translation>Quick input</translation>
+    </message>
+    <message>
+        <source>按住左键并挥动手机来移动指针；松开即停。</source>
+        <translation>Hold Left and swing the phone to move the pointer; let go to stop.</translation>
+    </message>
+    <message>
+        <source>按住说话</source>
+        <translation>Hold to talk</translation>
+    </message>
+    <message>
+        <source>文字</source>
+        <translation>Text</translation>
+    </message>
+    <message>
+        <source>断开</source>
+        <translation>Disconnect</translation>
+    </message>
+    <message>
+        <source>无法使用麦克风</source>
+        <translation>The microphone cannot be used</translation>
+    </message>
+    <message>
+        <source>松开发送</source>
+        <translation>Release to send</translation>
+    </message>
+    <message>
+        <source>正在连接…</source>
+        <translation>Connecting…</translation>
+    </message>
+    <message>
+        <source>添加</source>
+        <translation>Add</translation>
+    </message>
+    <message>
+        <source>电脑的身份证明不正确：这可能不是你的电脑，连接已停止。</source>
+        <translation>The computer’s proof is wrong: this may not be your computer, so the connection was stopped.</translation>
+    </message>
+    <message>
+        <source>知道了</source>
+        <translation>Got it</translation>
+    </message>
+    <message>
+        <source>空中鼠标</source>
+        <translation>Air mouse</translation>
+    </message>
+    <message>
+        <source>空中鼠标需要动作传感器权限</source>
+        <translation>The air mouse needs permission to use the motion sensors</translation>
+    </message>
+    <message>
+        <source>触控板</source>
+        <translation>Trackpad</translation>
+    </message>
+    <message>
+        <source>这个浏览器尚未配对：请在电脑上的 Quillvane 设置中扫描“用手机浏览器控制”的二维码。</source>
+        <translation>This browser is not paired yet: scan the code of “Control with a phone’s browser” in Quillvane’s settings on the computer.</translation>
+    </message>
+    <message>
+        <source>这个浏览器无法安全保存配对（需要 HTTPS、WebCrypto 和 IndexedDB）。</source>
+        <translation>This browser cannot keep the pairing safely (it needs HTTPS, WebCrypto and IndexedDB).</translation>
+    </message>
+    <message>
+        <source>这个浏览器没有动作传感器</source>
+        <translation>This browser has no motion sensors</translation>
+    </message>
+    <message>
+        <source>连接</source>
+        <translation>Connect</translation>
+    </message>
+    <message>
+        <source>键盘</source>
+        <translation>Keyboard</translation>
+    </message>
 </context>
 <context>
     <name>quillvane::BrowserCard</name>

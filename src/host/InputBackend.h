@@ -66,7 +66,15 @@ public:
     // back); from the event loop as well.
     void setRestoredHandler(std::function<void()> handler) { m_restored = std::move(handler); }
 
+    // Called when text that text() took could not be typed after all (the clipboard it was to be
+    // pasted through refused it); from the event loop as well.
+    void setTextLostHandler(std::function<void()> handler) { m_textLost = std::move(handler); }
+
 protected:
+    void notifyTextLost() {
+        if (m_textLost)
+            m_textLost();
+    }
     void notifyLost() {
         if (m_lost)
             m_lost();
@@ -79,6 +87,7 @@ protected:
 private:
     std::function<void()> m_lost;
     std::function<void()> m_restored;
+    std::function<void()> m_textLost;
 };
 
 } // namespace quillvane

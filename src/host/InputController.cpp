@@ -23,6 +23,9 @@ Q_LOGGING_CATEGORY(lcShortcut, "app.quillvane.Shortcut", QtInfoMsg)
 Q_LOGGING_CATEGORY(lcInput, "app.quillvane.Input", QtInfoMsg)
 
 constexpr std::uint64_t fnFlag = 0x800000;
+constexpr std::uint64_t controlFlag = 0x40000;
+constexpr std::uint64_t commandFlag = 0x100000;
+constexpr std::uint16_t rightCommandKey = 54, commandKey = 55;
 
 const char* kindName(ShortcutEvent::Kind kind) {
     switch (kind) {
@@ -52,6 +55,10 @@ InputController::InputController(InputBackend& backend, Uptime uptime,
         if (m_availabilityChanged)
             m_availabilityChanged();
     });
+    m_backend.setTextLostHandler([this] {
+        if (m_lateFailure)
+            m_lateFailure("剪贴板不可用，文字未能输入");
+    });
     m_backend.setRestoredHandler([this] {
         qCInfo(lcInput, "Input backend %s posts again", std::string(m_backend.name()).c_str());
         if (m_availabilityChanged)
@@ -62,6 +69,7 @@ InputController::InputController(InputBackend& backend, Uptime uptime,
 InputController::~InputController() {
     m_backend.setLostHandler({});
     m_backend.setRestoredHandler({});
+    m_backend.setTextLostHandler({});
 }
 
 void InputController::sleepFor(double seconds) {
@@ -74,6 +82,10 @@ bool InputController::permitted() const {
 
 std::string InputController::unavailableReason() const {
     return m_backend.canPost() ? std::string() : m_backend.unavailableReason();
+}
+
+void InputController::setLateFailureHandler(std::function<void(const std::string&)> handler) {
+    m_lateFailure = std::move(handler);
 }
 
 void InputController::setAvailabilityHandler(std::function<void()> handler) {
@@ -194,7 +206,12 @@ void InputController::key(std::uint16_t code, std::uint64_t modifiers) {
     if (!permitted() || code > highestKeyCode)
         throw PadError::invalid("键盘控制需要辅助功能权限");
     m_clickOutput.reset();
-    const std::uint64_t flags = modifiers & allowedFlags;
+    std::uint64_t flags = modifiers & allowedFlags;
+    // The controller's shortcuts are written for a Mac, where Command copies, pastes and undoes;
+    // on this desktop Control does, so a Command shortcut is posted with Control. The Command
+    // key sent as a key of its own stays the Super key.
+    if ((flags & commandFlag) && code != commandKey && code != rightCommandKey)
+        flags = (flags & ~commandFlag) | controlFlag;
     std::vector<std::uint16_t> held;
     for (const auto& modifier : shortcutModifiers) {
         if (modifier.flag == fnFlag || (flags & modifier.flag) == 0 || modifier.keyCode == code)

@@ -52,6 +52,7 @@ public:
     bool permitted() const override;
     std::string unavailableReason() const override;
     void setAvailabilityHandler(std::function<void()> handler) override;
+    void setLateFailureHandler(std::function<void(const std::string&)> handler) override;
 
     void move(const std::vector<TrackpadVector>& samples) override;
     void scroll(double x, double y, std::optional<TrackpadScrollPhase> phase) override;
@@ -93,6 +94,7 @@ private:
     // positions click counting compares, never posted.
     TrackpadVector m_reckoned;
     std::function<void()> m_availabilityChanged;
+    std::function<void(const std::string&)> m_lateFailure;
 };
 
 } // namespace quillvane

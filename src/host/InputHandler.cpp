@@ -32,6 +32,11 @@ InputHandler::InputHandler(ControllerSession& session, InputSink& input) : m_inp
     session.route(control, Kind::text, [this](const WireMessage& message) {
         m_input.type(message.text.value_or(std::string()));
     });
+    m_input.setLateFailureHandler([&session](const std::string& reason) {
+        session.fail(QString::fromStdString(reason));
+    });
 }
+
+InputHandler::~InputHandler() { m_input.setLateFailureHandler({}); }
 
 } // namespace quillvane

@@ -26,6 +26,9 @@ public:
     // Called from the event loop when permitted() changes by itself: the desktop took the way of
     // posting away (everything held was let go), or gave it back.
     virtual void setAvailabilityHandler(std::function<void()>) {}
+    // Called from the event loop when something a call took could not be done after all (a text
+    // the clipboard refused), with the text the controller is shown.
+    virtual void setLateFailureHandler(std::function<void(const std::string& reason)>) {}
 
     virtual void move(const std::vector<TrackpadVector>& samples) = 0;
     virtual void scroll(double x, double y, std::optional<TrackpadScrollPhase> phase) = 0;

@@ -20,6 +20,9 @@ public:
     void setAvailabilityHandler(std::function<void()> handler) override {
         m_input.setAvailabilityHandler(std::move(handler));
     }
+    void setLateFailureHandler(std::function<void(const std::string&)> handler) override {
+        m_input.setLateFailureHandler(std::move(handler));
+    }
     void move(const std::vector<TrackpadVector>& samples) override;
     void scroll(double x, double y, std::optional<TrackpadScrollPhase> phase) override {
         m_input.scroll(x, y, phase);

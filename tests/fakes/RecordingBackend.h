@@ -70,6 +70,8 @@ public:
         permitted = false;
         notifyLost();
     }
+    // The clipboard refused a text this backend had taken.
+    void loseText() { notifyTextLost(); }
 };
 
 } // namespace quillvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include <QString>
@@ -27,6 +28,12 @@ public:
     void releaseShortcut() override;
     void releaseAll() override;
 
+    void setLateFailureHandler(std::function<void(const std::string&)> handler) override {
+        m_lateFailure = std::move(handler);
+    }
+    // What a backend does when the desktop refuses, later, something a call took.
+    void failLater(const std::string& reason) { m_lateFailure(reason); }
+
     const std::vector<std::string>& calls() const { return m_calls; }
     void clear() { m_calls.clear(); }
 
@@ -35,6 +42,7 @@ private:
 
     bool m_permitted = true;
     std::vector<std::string> m_calls;
+    std::function<void(const std::string&)> m_lateFailure;
 };
 
 } // namespace quillvane

@@ -20,12 +20,13 @@ public:
     explicit RecordingClipboard(Lines& log) : m_log(log) {}
     void offer(const std::string& text, Offered offered) override {
         m_log.push_back("offer " + text);
-        offered(true);
+        offered(!refuse);
     }
     void restore() override { m_log.push_back("restore"); }
     bool delivered() const override { return read; }
 
     bool read = true;
+    bool refuse = false;
 
 private:
     Lines& m_log;
@@ -45,7 +46,7 @@ void waitFor(int ms) {
 TEST(ClipboardTextRoute, pastesInOrderAndRestoresTheUsersClipboard) {
     Lines log;
     RecordingClipboard clipboard(log);
-    ClipboardTextRoute route(clipboard, [&] { log.push_back("ctrl+v"); });
+    ClipboardTextRoute route(clipboard, [&] { log.push_back("ctrl+v"); }, [&] { log.push_back("lost"); });
 
     route.post([&] { log.push_back("key H"); });
     route.paste("世");
@@ -85,4 +86,12 @@ TEST(ClipboardTextRoute, pastesInOrderAndRestoresTheUsersClipboard) {
     clipboard.read = true;
     waitFor(ClipboardTextRoute::settleMs);
     EXPECT_EQ(log, (Lines{"offer 世", "ctrl+v", "offer 界", "ctrl+v"}));
+
+    // A clipboard that will not take the text: nothing is pasted, and the loss is told.
+    waitFor(ClipboardTextRoute::restoreMs + 100);
+    log.clear();
+    clipboard.refuse = true;
+    route.paste("é");
+    route.flush();
+    EXPECT_EQ(log, (Lines{"offer é", "lost"}));
 }

@@ -200,6 +200,10 @@ TEST_F(Session, routesInputMessagesWithTheirDefaults) {
     };
     EXPECT_EQ(m_input.calls(), expected);
     EXPECT_FALSE(control->last(Kind::failure));
+    // A text the desktop refused after its message was taken fails as visibly.
+    m_input.failLater("剪贴板不可用，文字未能输入");
+    EXPECT_EQ(failure(*control), "剪贴板不可用，文字未能输入");
+    EXPECT_EQ(m_issue, QStringLiteral("剪贴板不可用，文字未能输入"));
 }
 
 TEST_F(Session, aHeartbeatGapOverFourSecondsDropsBothChannelsAndReleasesEverything) {

@@ -130,14 +130,19 @@ TEST_F(InputControllerTest, aDragHoldsTheButtonAcrossMovesAndAClickOnlyEndsIt) {
 }
 
 TEST_F(InputControllerTest, modifiersGoDownBeforeTheKeyAndUpAfterItInReverse) {
-    input.key(6, 0x120000); // Command+Shift+Z
-    EXPECT_EQ(taken(), (Lines{"key 56 down", "key 55 down", "key 6 down", "key 6 up", "key 55 up",
-                              "key 56 up", "flush"}));
-    // Every other flag bit (Caps Lock, keypad, device bits) presses nothing; Fn has no key.
+    // Command+Shift+Z is this desktop's Control+Shift+Z.
+    input.key(6, 0x120000);
+    EXPECT_EQ(taken(), (Lines{"key 59 down", "key 56 down", "key 6 down", "key 6 up", "key 56 up",
+                              "key 59 up", "flush"}));
+    // Every other flag bit (Caps Lock, keypad, device bits) presses nothing; Fn has no key;
+    // Command and Control together press Control once.
     input.key(126, ~std::uint64_t{0});
     EXPECT_EQ(taken(),
-              (Lines{"key 59 down", "key 58 down", "key 56 down", "key 55 down", "key 126 down",
-                     "key 126 up", "key 55 up", "key 56 up", "key 58 up", "key 59 up", "flush"}));
+              (Lines{"key 59 down", "key 58 down", "key 56 down", "key 126 down", "key 126 up",
+                     "key 56 up", "key 58 up", "key 59 up", "flush"}));
+    // The Command key itself is still the Super key.
+    input.key(55, 0x100000);
+    EXPECT_EQ(taken(), (Lines{"key 55 down", "key 55 up", "flush"}));
     // A modifier key carrying its own flag is pressed once.
     input.key(56, 0x20000);
     EXPECT_EQ(taken(), (Lines{"key 56 down", "key 56 up", "flush"}));
@@ -163,6 +168,11 @@ TEST_F(InputControllerTest, typeSendsUserPerceivedCharactersWithinTheLimits) {
     // A character the backend cannot type stops the text as visibly.
     EXPECT_EQ(refusal([&] { input.type("a\ab"); }), "无法在这个桌面输入文字中的字符");
     EXPECT_EQ(taken(), (Lines{"text a", "flush"}));
+    // So does one the desktop refuses after type() returned.
+    std::string late;
+    input.setLateFailureHandler([&](const std::string& reason) { late = reason; });
+    backend.loseText();
+    EXPECT_EQ(late, "剪贴板不可用，文字未能输入");
 }
 
 TEST_F(InputControllerTest, theVoiceShortcutIsHeldOrTappedAndOnlyOnceAtATime) {

@@ -12,8 +12,8 @@ Q_LOGGING_CATEGORY(lcInput, "app.quillvane.Input", QtInfoMsg)
 constexpr int pollMs = 20;
 } // namespace
 
-ClipboardTextRoute::ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste)
-    : m_clipboard(clipboard), m_pressPaste(std::move(pressPaste)) {
+ClipboardTextRoute::ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste, Event pasteLost)
+    : m_clipboard(clipboard), m_pressPaste(std::move(pressPaste)), m_pasteLost(std::move(pasteLost)) {
     m_settle.setSingleShot(true);
     m_settle.setInterval(settleMs);
     QObject::connect(&m_settle, &QTimer::timeout, &m_settle, [this] {
@@ -92,10 +92,12 @@ void ClipboardTextRoute::postNow(const Pending& pending) {
     m_restore.stop();
     m_sincePaste.start();
     m_clipboard.offer(pending.text, [this](bool offered) {
-        if (offered)
+        if (offered) {
             m_pressPaste();
-        else
-            qCWarning(lcInput, "The clipboard could not be set; a pasted text is lost");
+            return;
+        }
+        qCWarning(lcInput, "The clipboard could not be set; a pasted text is lost");
+        m_pasteLost();
     });
     m_restore.start(restoreMs);
 }

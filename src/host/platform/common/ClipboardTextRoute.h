@@ -32,8 +32,9 @@ public:
     // for that read, up to this long after the paste.
     static constexpr int deliveryLimitMs = 2000;
 
-    // `pressPaste` posts Ctrl+V (both keys pressed and released) and flushes.
-    ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste);
+    // `pressPaste` posts Ctrl+V (both keys pressed and released) and flushes; `pasteLost` is
+    // told when the clipboard would not take a text, which is then not typed.
+    ClipboardTextRoute(PasteClipboard& clipboard, Event pressPaste, Event pasteLost);
     // The events still waiting are posted at once, unpaced (a release left waiting would leave a
     // key or button held), text not pasted yet is dropped and the user's clipboard restored.
     ~ClipboardTextRoute();
@@ -61,6 +62,7 @@ private:
 
     PasteClipboard& m_clipboard;
     Event m_pressPaste;
+    Event m_pasteLost;
     std::deque<Pending> m_pending;
     QTimer m_settle;
     QTimer m_restore;

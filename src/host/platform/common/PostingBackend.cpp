@@ -24,7 +24,10 @@ void PostingBackend::setAvailable(PasteClipboard* clipboard) {
     m_held.clear();
     m_route.reset();
     if (clipboard)
-        m_route = std::make_unique<ClipboardTextRoute>(*clipboard, [this] { pressPaste(); });
+        m_route = std::make_unique<ClipboardTextRoute>(*clipboard, [this] { pressPaste(); }, [this] {
+            // The clipboard may refuse from inside the call that gave the text.
+            QTimer::singleShot(0, &m_context, [this] { notifyTextLost(); });
+        });
     m_reason.clear();
     notifyRestored();
 }
