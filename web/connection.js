@@ -70,10 +70,11 @@ function opened(socket) {
 export class Connection {
     // onState(state, text): "connecting", "connected", "disconnected" or "stopped";
     // onMessage(message): every WireMessage the host sends on "control"; onRoundTrip(ms).
-    constructor(core, { token, onState, onMessage, onRoundTrip, onPaired }) {
+    constructor(core, { token, onState, onMessage, onRoundTrip, onPaired, onComputerName }) {
         this.core = core;
         this.token = token;
         this.onState = onState;
+        this.onComputerName = onComputerName;
         this.onMessage = onMessage;
         this.onRoundTrip = onRoundTrip;
         this.onPaired = onPaired;
@@ -113,6 +114,8 @@ export class Connection {
             this.heartbeats = [];
             this.heartbeatTimer = setInterval(() => this.heartbeat(), heartbeatInterval);
             this.setState('connected');
+            // The first round trip at once, so the page shows the link's speed as it connects.
+            this.heartbeat();
         } catch (error) {
             if (generation !== this.generation)
                 return;
@@ -229,6 +232,9 @@ export class Connection {
         const hostProof = credentials.fromBase64(answer.proof);
         if (!hostProof || !(await credentials.hostProofMatches(credential.key, hostNonce, pageNonce, hostProof)))
             throw new Fatal('电脑的身份证明不正确：这可能不是你的电脑，连接已停止。');
+        // Only a computer that proved itself names itself.
+        if (typeof answer.name === 'string' && answer.name)
+            this.onComputerName(answer.name);
     }
 
     receive(text) {

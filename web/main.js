@@ -48,6 +48,7 @@ async function main() {
             frame = requestAnimationFrame(tick);
     };
 
+    // The computer's address, and its name once it proved itself.
     $('host').textContent = `${t('电脑')} · ${location.hostname}`;
     const voice = attachVoice($('talk'), core, { sendControl: (m) => connection.sendControl(m),
         sendAudio: (m) => connection.sendAudio(m), get state() { return connection.state; } }, {
@@ -61,6 +62,9 @@ async function main() {
     connection = new Connection(core, {
         token,
         onPaired: () => history.replaceState(null, '', location.pathname + location.search),
+        onComputerName: (name) => {
+            $('host').textContent = name;
+        },
         onState: (state, text) => {
             document.body.dataset.state = state;
             $('state').textContent = t(stateTexts[state]);

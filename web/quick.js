@@ -3,6 +3,9 @@
 
 const rows = [[0, 4], [4, 8], [8, 13]];
 
+// The stored labels are a Mac's; this computer posts a Command shortcut with Control, and says so.
+const shown = (label) => label.replace(/⌘\s*/g, 'Ctrl ');
+
 function button(label, onClick) {
     const element = document.createElement('button');
     element.type = 'button';
@@ -18,7 +21,7 @@ export function attachQuick({ keysBox, inputsList, form }, core, send) {
         const row = document.createElement('div');
         row.className = 'row';
         for (const key of keys.keys.slice(from, to))
-            row.append(button(key.label, () => send(core.messages.key(key.code, key.flags))));
+            row.append(button(shown(key.label), () => send(core.messages.key(key.code, key.flags))));
         keysBox.append(row);
     }
 

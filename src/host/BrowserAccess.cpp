@@ -52,6 +52,7 @@ void BrowserAccess::start(std::function<void(Link*)> receive) {
             qCWarning(lcBrowser, "The stored list of paired browsers is unreadable; starting empty");
     }
     auto endpoint = std::make_unique<WebEndpoint>(*identity, m_registry, m_uptime);
+    endpoint->computerName = m_computerName;
     endpoint->onLink = [receive = std::move(receive)](WebSocketLink* link) { receive(link); };
     endpoint->onRegistryChanged = [this] { save(); };
     endpoint->onBrowserPaired = [this](const QString& name) { Q_EMIT browserPaired(name); };

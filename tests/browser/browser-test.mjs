@@ -8,7 +8,7 @@ import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { connect as tcpConnect } from 'node:net';
-import { tmpdir } from 'node:os';
+import { hostname, tmpdir } from 'node:os';
 import { connect as tlsConnect } from 'node:tls';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
@@ -172,6 +172,11 @@ test('pairing from the printed link gives a non-extractable key and a link witho
         };
     }));
     assert.deepEqual(stored, { type: 'secret', extractable: false, algorithm: 'HMAC' });
+    // The computer names itself once proved; English comes from the host's catalogue; the
+    // quick keys say the Control this computer posts.
+    assert.deepEqual(await page.evaluate(() => [document.getElementById('host').textContent,
+        document.getElementById('left').textContent, document.querySelector('#quick-keys button:nth-child(1)').textContent,
+        [...document.querySelectorAll('#quick-keys button')][4].textContent]), [hostname(), 'Left', 'esc', 'Ctrl Z']);
     await page.waitForFunction(() => /\d/.test(document.getElementById('rtt').textContent), { timeout: 5000 });
     const bytes = await page.evaluate(() => performance.getEntriesByType('navigation').concat(
         performance.getEntriesByType('resource')).reduce((sum, entry) => sum + entry.encodedBodySize, 0));
@@ -242,6 +247,7 @@ test('touches move, click, scroll and drag the X pointer', async () => {
 test('typing "Hello, 世界" in the keyboard field reaches a text field on X; Return is a key', async () => {
     page = await openPage(origin + '/', 'zh-CN');
     await connected(page);
+    await page.waitForFunction(() => /^往返 \d+ 毫秒$/.test(document.getElementById('rtt').textContent), { timeout: 5000 });
     await page.screenshot({ path: join(args.out, 'page-zh.png') });
     assert.equal(await page.$eval('#left', (e) => e.textContent), '左键');
     const field = start(args['text-field'], [], { env: { ...process.env, QT_QPA_PLATFORM: 'xcb' } });
@@ -398,6 +404,21 @@ test('the host refuses a used token, a foreign origin, a wrong or replayed proof
 
     // None of this disturbed the paired page.
     assert.equal(await page.$eval('body', (b) => b.dataset.state), 'connected');
+
+    // A computer whose proof is wrong (here, altered on its way) is left, and the page says why.
+    const impostor = await browser.newPage();
+    await impostor.evaluateOnNewDocument(() => {
+        const set = Object.getOwnPropertyDescriptor(WebSocket.prototype, 'onmessage').set;
+        Object.defineProperty(WebSocket.prototype, 'onmessage', { set(handler) {
+            set.call(this, (event) => handler(!event.data.includes('"proven"') ? event : new MessageEvent('message',
+                { data: JSON.stringify({ ...JSON.parse(event.data), proof: btoa('\0'.repeat(32)) }) })));
+        } });
+    });
+    await impostor.goto(origin + '/');
+    await impostor.waitForSelector('body[data-state="stopped"]', { timeout: 10000 });
+    assert.match(await impostor.$eval('#notice', (e) => e.textContent), /^The computer’s proof is wrong/);
+    assert.notEqual(await impostor.$eval('#host', (e) => e.textContent), hostname());
+    await impostor.close();
 });
 
 test('the page reconnects by itself when the program comes back, on the same port', async () => {

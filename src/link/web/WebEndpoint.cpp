@@ -109,7 +109,7 @@ void WebEndpoint::upgraded() {
         const QString key = peerKey(socket->peerAddress(), socket->peerPort());
         const QString userAgent = m_userAgents.contains(key) ? m_userAgents.at(key) : QString();
         m_userAgents.erase(key);
-        auto* link = new WebSocketLink(std::move(socket), m_registry, userAgent, m_uptime);
+        auto* link = new WebSocketLink(std::move(socket), m_registry, userAgent, computerName, m_uptime);
         link->onPaired = [this](const BrowserCredential& browser) {
             if (onRegistryChanged)
                 onRegistryChanged();

@@ -57,6 +57,8 @@ public:
     std::function<void(WebSocketLink* link)> onLink;
     // A browser paired, or one proved its credential: the registry changed and wants saving.
     std::function<void()> onRegistryChanged;
+    // This computer's name, for the page to show once a browser proved itself.
+    QString computerName;
     // The newly paired browser's name (the tray tells the user).
     std::function<void(const QString& name)> onBrowserPaired;
 

@@ -34,9 +34,9 @@ std::optional<QByteArray> fromBase64(const QJsonValue& value, qsizetype size) {
 } // namespace
 
 WebSocketLink::WebSocketLink(std::unique_ptr<QWebSocket> socket, BrowserRegistry& registry, QString userAgent,
-                             std::function<double()> uptime, QObject* parent)
+                             QString computerName, std::function<double()> uptime, QObject* parent)
     : Link(parent), m_socket(std::move(socket)), m_registry(registry), m_userAgent(std::move(userAgent)),
-      m_uptime(std::move(uptime)), m_peer(m_socket->peerAddress()) {
+      m_computerName(std::move(computerName)), m_uptime(std::move(uptime)), m_peer(m_socket->peerAddress()) {
     m_socket->setParent(nullptr);
     m_socket->setMaxAllowedIncomingMessageSize(kMaximumMessage);
     m_socket->setMaxAllowedIncomingFrameSize(kMaximumMessage);
@@ -138,7 +138,8 @@ void WebSocketLink::handleStep(const QByteArray& text) {
     m_authenticated = true;
     m_registry.markSeen(id, QDateTime::currentDateTimeUtc());
     sendStep(QJsonDocument(QJsonObject{{QStringLiteral("type"), QStringLiteral("proven")},
-                                       {QStringLiteral("proof"), QString::fromLatin1(base64(hostProof))}})
+                                       {QStringLiteral("proof"), QString::fromLatin1(base64(hostProof))},
+                                       {QStringLiteral("name"), m_computerName}})
                  .toJson(QJsonDocument::Compact));
     if (onAuthenticated)
         onAuthenticated();

@@ -43,9 +43,10 @@ public:
     static constexpr qint64 kMaximumMessage = 65536;
 
     // Takes ownership of an open socket. `registry` outlives the link; `userAgent` names a
-    // browser that pairs on this socket.
+    // browser that pairs on this socket; `computerName` is told to a browser once it proved
+    // itself, for the page to show which computer it controls.
     WebSocketLink(std::unique_ptr<QWebSocket> socket, BrowserRegistry& registry, QString userAgent,
-                  std::function<double()> uptime, QObject* parent = nullptr);
+                  QString computerName, std::function<double()> uptime, QObject* parent = nullptr);
     ~WebSocketLink() override;
 
     QHostAddress peerAddress() const override { return m_peer; }
@@ -73,6 +74,7 @@ private:
     std::unique_ptr<QWebSocket> m_socket;
     BrowserRegistry& m_registry;
     QString m_userAgent;
+    QString m_computerName;
     std::function<double()> m_uptime;
     QHostAddress m_peer;
     QByteArray m_hostNonce;
