@@ -104,6 +104,12 @@ TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
     EXPECT_TRUE(testing_support::stoppingTheBackendLetsGo(m_backend, *m_wev));
 }
 
+TEST_F(KWinBackendTest, aDyingControllerLeavesNothingHeld) {
+    testing_support::BackendHost session(*m_backend);
+    EXPECT_TRUE(testing_support::controllerDeathLetsGo(
+        session, [&] { return testing_support::heldAfter(m_wev->events()); }));
+}
+
 TEST_F(KWinBackendTest, keysKeepTheirPositionAndTextTypesThroughTheCompositorsKeymap) {
     for (const auto key : {macCommand, macShift, macZ})
         m_backend->key(key, true);
@@ -164,16 +170,12 @@ TEST_F(KWinBackendTest, textOfAnyScriptArrivesAsTypedAndTheUsersClipboardIsKept)
 // its desktop-entry check stands.
 TEST_F(KWinBackendTest, chosenUnderKWinAndRefusedWithTheRemedyWhenNotStartedFromItsEntry) {
     m_backend.reset();
-    const char* display = std::getenv("DISPLAY");
-    const std::string savedDisplay = display ? display : "";
-    unsetenv("DISPLAY");
-    EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "kwin");
+    EXPECT_EQ(testing_support::backendChosenWithoutX(), "kwin");
 
     CompositorProcess guarded("kwin", "kwin-guarded");
     ASSERT_TRUE(guarded.waitUntilReady()) << guarded.output();
     setenv("WAYLAND_DISPLAY", "kwin-guarded", 1);
     const auto refused = makeKWinBackend();
-    setenv("DISPLAY", savedDisplay.c_str(), 1);
     EXPECT_FALSE(refused->canPost());
     EXPECT_NE(refused->unavailableReason().find("已安装的桌面项"), std::string::npos)
         << refused->unavailableReason();

@@ -1,5 +1,9 @@
 #include "BackendHost.h"
 
+#include <cstdlib>
+
+#include "InputBackends.h"
+#include "Random.h"
 #include "Uptime.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/WevRecorder.h"
@@ -22,6 +26,8 @@ bool BackendHost::startController() {
         m_output = "the host did not start: " + m_host->issue().toUtf8();
         return false;
     }
+    if (m_controller)
+        killController();
     m_output.clear();
     m_controller = std::make_unique<QProcess>();
     QObject::connect(m_controller.get(), &QProcess::readyReadStandardOutput, m_controller.get(),
@@ -42,6 +48,43 @@ void BackendHost::killController() {
     m_controller->kill();
     m_controller->waitForFinished();
     m_controller.reset();
+}
+
+std::string backendChosenWithoutX() {
+    const char* display = std::getenv("DISPLAY");
+    const std::string saved = display ? display : "";
+    unsetenv("DISPLAY");
+    const std::string name(chooseInputBackend(compiledInputBackends(), "")->name());
+    setenv("DISPLAY", saved.c_str(), 1);
+    return name;
+}
+
+::testing::AssertionResult controllerDeathLetsGo(BackendHost& session,
+                                                 const std::function<HeldInput()>& held) {
+    WireMessage voice(WireMessage::Kind::voiceBegin);
+    voice.session = randomUuid();
+    struct Hold {
+        std::string command;
+        HeldInput holding;
+    };
+    // Beginning to speak ends a drag, so each is held by a controller of its own.
+    for (const auto& [command, holding] :
+         {Hold{"drag on", {1, 0}}, Hold{"raw control " + voice.toJson(), {0, 3}}}) {
+        if (!session.startController())
+            return ::testing::AssertionFailure() << session.controllerOutput();
+        session.send(command);
+        if (!waitUntil([&] { return held() == holding; }))
+            return ::testing::AssertionFailure()
+                   << "\"" << command << "\" never held " << holding.buttons << " buttons and "
+                   << holding.keys << " keys; the controller printed:\n"
+                   << session.controllerOutput();
+        session.killController();
+        if (!waitUntil([&] { return held() == HeldInput{}; }, 5000))
+            return ::testing::AssertionFailure()
+                   << "after \"" << command << "\" and the controller's death, still held: "
+                   << held().buttons << " buttons, " << held().keys << " keys";
+    }
+    return ::testing::AssertionSuccess();
 }
 
 ::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,

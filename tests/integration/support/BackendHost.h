@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -9,6 +10,7 @@
 #include <QProcess>
 
 #include "InputController.h"
+#include "integration/support/HeldInput.h"
 #include "fakes/TestHost.h"
 
 namespace quillvane::testing_support {
@@ -23,8 +25,9 @@ public:
     HostModel& host() { return *m_host; }
     InputController& input() { return m_input; }
 
-    // A controller bound to the host on both channels; false when the host did not start or the
-    // controller never got both welcomes (controllerOutput() says which).
+    // A controller, in place of any running one, bound to the host on both channels; false when
+    // the host did not start or the controller never got both welcomes (controllerOutput() says
+    // which).
     bool startController();
     // One command line of quillvane-controller ("move 40 -20", "drag on", "text Hi").
     void send(const std::string& line);
@@ -39,7 +42,16 @@ private:
     QByteArray m_output;
 };
 
+// The name of the backend the host chooses where no X server is set (a Wayland session).
+std::string backendChosenWithoutX();
+
 class WevRecorder;
+
+// Holds a drag, and then the voice shortcut (three keys, held while the phone speaks), each with a
+// controller started for it and then killed, and succeeds when `held`, what the desktop shows held,
+// comes back to nothing each time: a phone that dies leaves no button or key down on any backend.
+::testing::AssertionResult controllerDeathLetsGo(BackendHost& session,
+                                                 const std::function<HeldInput()>& held);
 
 // Presses the left button through `backend` itself, past any controller, and succeeds when wev
 // sees it let go once the backend is destroyed (the program stopping); `backend` is left empty.

@@ -130,6 +130,18 @@ std::vector<int> buttonStates(const std::vector<WevEvent>& events) {
     return states;
 }
 
+HeldInput heldAfter(const std::vector<WevEvent>& events) {
+    std::map<std::pair<std::string, double>, bool> down;
+    for (const auto& event : events)
+        if (event.name == "button" || event.name == "key")
+            down[{event.name, event.number(event.name).value_or(-1)}] = event.number("state") == 1;
+    HeldInput held;
+    for (const auto& [what, pressed] : down)
+        if (pressed)
+            ++(what.first == "button" ? held.buttons : held.keys);
+    return held;
+}
+
 std::string described(const std::vector<WevEvent>& events) {
     std::string text;
     for (const auto& event : events)

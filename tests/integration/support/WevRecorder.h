@@ -9,6 +9,8 @@
 
 #include <QProcess>
 
+#include "integration/support/HeldInput.h"
+
 namespace quillvane::testing_support {
 
 // One event as wev printed it: "[16:      wl_pointer] button: serial: 11; ...; state: 1 (pressed)"
@@ -70,6 +72,8 @@ bool isOneLeftClick(const std::vector<WevEvent>& events);
 std::vector<std::string> keyChanges(const std::vector<WevEvent>& events);
 // The state of each button event in order: 1 pressed, 0 released.
 std::vector<int> buttonStates(const std::vector<WevEvent>& events);
+// The buttons and keys that `events` leave pressed.
+HeldInput heldAfter(const std::vector<WevEvent>& events);
 // What wev saw, one event a line, for failure messages.
 std::string described(const std::vector<WevEvent>& events);
 

@@ -1,7 +1,6 @@
 #include "X11TestClient.h"
 
-#include <algorithm>
-#include <iterator>
+#include <bit>
 
 #include "integration/IntegrationTest.h"
 
@@ -91,11 +90,13 @@ bool X11TestClient::pointerSatisfies(
         timeoutMs);
 }
 
-bool X11TestClient::nothingHeld() const {
+HeldInput X11TestClient::held() const {
     char keys[32];
     XQueryKeymap(m_display, keys);
-    return (queryPointer(m_display).mask & buttonMasks) == 0 &&
-           std::all_of(std::begin(keys), std::end(keys), [](char k) { return k == 0; });
+    HeldInput held{std::popcount(queryPointer(m_display).mask & buttonMasks), 0};
+    for (const char bits : keys)
+        held.keys += std::popcount(static_cast<unsigned char>(bits));
+    return held;
 }
 
 std::vector<unsigned long> X11TestClient::keymap() const {

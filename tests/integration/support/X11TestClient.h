@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "integration/support/HeldInput.h"
+
 // Xlib's own header defines macros (Bool, Status, None) that break Qt and GoogleTest headers
 // included after it, so this header names its types without it.
 struct _XDisplay;
@@ -44,8 +46,9 @@ public:
     // Waits until the pointer's position and held buttons satisfy `condition`.
     bool pointerSatisfies(const std::function<bool(int x, int y, unsigned int buttons)>& condition,
                           int timeoutMs = 3000) const;
-    // No button and no key is held down.
-    bool nothingHeld() const;
+    // The buttons and keys the server has down now.
+    HeldInput held() const;
+    bool nothingHeld() const { return held() == HeldInput{}; }
     std::vector<unsigned long> keymap() const;
 
     // Reads the window's events in order until `count` have come or the time is up.

@@ -186,7 +186,8 @@ TEST_F(MutterBackendTest, aLostSessionIsReportedAndMadeAgain) {
 
 // quillvane-controller, run as a process, drives a host session posting through Mutter: moves
 // continue from wherever the pointer is, and clicks, scrolls and keys reach the window (the euro
-// sign typed as a key, not pasted, once the user's XKB options are read).
+// sign typed as a key, not pasted, once the user's XKB options are read); when the controller dies,
+// nothing it held stays down.
 TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     openWev();
     BackendHost session(*m_backend);
@@ -238,18 +239,14 @@ TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
               std::string::npos)
         << "a modifier is still held";
-
+    EXPECT_TRUE(testing_support::controllerDeathLetsGo(
+        session, [&] { return testing_support::heldAfter(m_wev->events()); }));
 }
 
 // Chosen where Mutter is the session's compositor and there is no X server.
 TEST_F(MutterBackendTest, chosenUnderGnome) {
     m_backend.reset();
-    const char* display = std::getenv("DISPLAY");
-    const std::string savedDisplay = display ? display : "";
-    unsetenv("DISPLAY");
-    const auto chosen = chooseInputBackend(compiledInputBackends(), "");
-    setenv("DISPLAY", savedDisplay.c_str(), 1);
-    EXPECT_EQ(chosen->name(), "mutter");
+    EXPECT_EQ(testing_support::backendChosenWithoutX(), "mutter");
 }
 
 } // namespace

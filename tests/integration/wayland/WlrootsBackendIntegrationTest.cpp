@@ -25,6 +25,8 @@ using testing_support::CompositorProcess;
 using testing_support::WevEvent;
 using testing_support::WevRecorder;
 using testing_support::buttonStates;
+using testing_support::controllerDeathLetsGo;
+using testing_support::heldAfter;
 using testing_support::stoppingTheBackendLetsGo;
 using testing_support::described;
 using testing_support::keyChanges;
@@ -146,7 +148,7 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
 // quillvane-controller, run as a process, drives a host session whose InputController posts
 // through this backend: moves, clicks, scrolls, keys and text of any script reach the window (keys
 // after the text under the seat's keymap again), moves continuing from wherever the pointer is;
-// when the program stops with a button down, the button is let go.
+// when the controller dies or the program stops with a button or key down, it is let go.
 TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     auto session = std::make_unique<BackendHost>(*m_backend);
     ASSERT_TRUE(session->startController()) << session->controllerOutput();
@@ -188,6 +190,7 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
               std::string::npos)
         << "a modifier is still held";
 
+    EXPECT_TRUE(controllerDeathLetsGo(*session, [&] { return heldAfter(m_wev->events()); }));
     session.reset();
     EXPECT_TRUE(stoppingTheBackendLetsGo(m_backend, *m_wev));
 }
@@ -195,12 +198,7 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
 // Chosen where sway is the session's compositor and there is no X server.
 TEST_F(WlrootsBackendTest, chosenUnderSway) {
     m_backend.reset();
-    const char* display = std::getenv("DISPLAY");
-    const std::string savedDisplay = display ? display : "";
-    unsetenv("DISPLAY");
-    const auto chosen = chooseInputBackend(compiledInputBackends(), "");
-    setenv("DISPLAY", savedDisplay.c_str(), 1);
-    EXPECT_EQ(chosen->name(), "wlroots");
+    EXPECT_EQ(testing_support::backendChosenWithoutX(), "wlroots");
 }
 
 // Without a compositor of ours: X alone is posted to through XTest; a Wayland session whose
