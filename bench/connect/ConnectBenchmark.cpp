@@ -10,13 +10,14 @@
 #include <cstdio>
 #include <vector>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "HostProcess.h"
 #include "LatencySummary.h"
-#include "SessionClient.h"
+#include "support/PhoneClient.h"
 
 using namespace quillvane;
 using namespace quillvane::bench;
+using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
 
 namespace {
@@ -42,9 +43,8 @@ int main(int argc, char** argv) {
     std::vector<double> milliseconds;
     milliseconds.reserve(kConnections);
     for (int i = 0; i < kWarmups + kConnections; ++i) {
-        SessionClient client(host.profile(), QStringLiteral("127.0.0.1"), host.port());
-        client.bind();
-        if (!waitUntil([&] { return client.isBound() || client.lost(); }, 10s) || !client.isBound())
+        PhoneClient client(host.profile(), host.port());
+        if (!client.bind(10s))
             return failWith(QStringLiteral("bind %1 failed: %2")
                                 .arg(i)
                                 .arg(client.controlLost().value_or(

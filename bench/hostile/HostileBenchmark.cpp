@@ -20,7 +20,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "HostModel.h"
 #include "LatencySummary.h"
 #include "PhoneLoad.h"
@@ -31,6 +31,7 @@
 
 using namespace quillvane;
 using namespace quillvane::bench;
+using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
 
 namespace {

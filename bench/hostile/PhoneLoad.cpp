@@ -6,9 +6,11 @@
 #include <cmath>
 #include <cstdio>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 
 namespace quillvane::bench {
+
+using namespace testing_support;
 namespace {
 
 using namespace std::chrono_literals;
@@ -27,16 +29,14 @@ std::int64_t nanoseconds(std::chrono::steady_clock::time_point time) {
 
 PhoneLoad::PhoneLoad(PairingProfile profile, quint16 port, Plan plan)
     : m_profile(std::move(profile)), m_port(port), m_plan(plan),
-      m_session(m_profile, QStringLiteral("127.0.0.1"), port) {
+      m_session(m_profile, port) {
     m_sentAt.reserve(static_cast<std::size_t>(totalMoves()));
 }
 
 PhoneLoad::~PhoneLoad() = default;
 
 int PhoneLoad::run() {
-    m_session.bind();
-    if (!waitUntil([this] { return m_session.isBound() || m_session.lost(); }, 10s) ||
-        !m_session.isBound()) {
+    if (!m_session.bind(10s)) {
         std::fprintf(stderr, "bench_hostile: the phone's session did not bind\n");
         return 1;
     }

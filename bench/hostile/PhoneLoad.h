@@ -11,7 +11,7 @@
 
 #include "ConnectionFlood.h"
 #include "ControllerChannel.h"
-#include "SessionClient.h"
+#include "support/PhoneClient.h"
 #include "pairing/PairingProfile.h"
 
 namespace quillvane::bench {
@@ -63,7 +63,7 @@ private:
     PairingProfile m_profile;
     quint16 m_port;
     Plan m_plan;
-    SessionClient m_session;
+    testing_support::PhoneClient m_session;
     Clock::time_point m_start;
     Clock::time_point m_hostileStart;
     int m_sent = 0;

@@ -13,12 +13,14 @@
 #include <unistd.h>
 
 #include "ConnectionSquatters.h"
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "HostProcess.h"
 #include "LatencySummary.h"
-#include "SessionClient.h"
+#include "support/PhoneClient.h"
 
 namespace quillvane::bench {
+
+using namespace testing_support;
 namespace {
 
 using namespace std::chrono_literals;
@@ -53,11 +55,8 @@ void fail(const QString& reason) {
 
 // One bind, timed; nothing when it did not bind. Returns once the host has let the controller go.
 std::optional<double> bindOnce(const HostProcess& host) {
-    SessionClient client(host.profile(), QStringLiteral("127.0.0.1"), host.port());
-    client.bind();
-    const bool bound =
-        waitUntil([&] { return client.isBound() || client.lost(); }, kBindLimit) &&
-        client.isBound();
+    PhoneClient client(host.profile(), host.port());
+    const bool bound = client.bind(kBindLimit);
     std::optional<double> milliseconds;
     if (bound)
         milliseconds =

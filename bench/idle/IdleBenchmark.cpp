@@ -12,12 +12,13 @@
 #include <optional>
 #include <unistd.h>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "HostProcess.h"
-#include "SessionClient.h"
+#include "support/PhoneClient.h"
 
 using namespace quillvane;
 using namespace quillvane::bench;
+using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
 
 namespace {
@@ -71,9 +72,8 @@ int main(int argc, char** argv) {
     if (!host.start(20s))
         return failWith(host.error());
 
-    SessionClient client(host.profile(), QStringLiteral("127.0.0.1"), host.port());
-    client.bind();
-    if (!waitUntil([&] { return client.isBound() || client.lost(); }, 10s) || !client.isBound())
+    PhoneClient client(host.profile(), host.port());
+    if (!client.bind(10s))
         return failWith(QStringLiteral("the controller did not bind"));
     client.startHeartbeats();
 

@@ -19,12 +19,12 @@
 #include <string>
 #include <vector>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "HostProcess.h"
 #include "MotionObserver.h"
 #include "MoveSweep.h"
 #include "PrivateXServer.h"
-#include "SessionClient.h"
+#include "support/PhoneClient.h"
 #include "XTestPointer.h"
 #include "pointer/TrackpadMoveBatch.h"
 
@@ -32,6 +32,7 @@
 
 using namespace quillvane;
 using namespace quillvane::bench;
+using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
@@ -158,9 +159,8 @@ int main(int argc, char** argv) {
     HostProcess host;
     if (!host.start(20s))
         return failWith(host.error().toStdString());
-    SessionClient client(host.profile(), QStringLiteral("127.0.0.1"), host.port());
-    client.bind();
-    if (!waitUntil([&] { return client.isBound() || client.lost(); }, 10s) || !client.isBound())
+    PhoneClient client(host.profile(), host.port());
+    if (!client.bind(10s))
         return failWith("the controller did not bind");
     client.startHeartbeats();
 

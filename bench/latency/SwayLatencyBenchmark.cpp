@@ -29,16 +29,17 @@
 
 #include <wayland-client.h>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "HostProcess.h"
 #include "LatencySummary.h"
 #include "MoveSweep.h"
-#include "SessionClient.h"
+#include "support/PhoneClient.h"
 #include "pointer/TrackpadMoveBatch.h"
 #include "wlr-virtual-pointer-unstable-v1-client-protocol.h"
 
 using namespace quillvane;
 using namespace quillvane::bench;
+using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
@@ -264,10 +265,8 @@ int main(int argc, char** argv) {
         else if (!host.start(20s))
             result = failWith(host.error().toStdString());
         if (result == 0) {
-            SessionClient client(host.profile(), QStringLiteral("127.0.0.1"), host.port());
-            client.bind();
-            if (!waitUntil([&] { return client.isBound() || client.lost(); }, 10s) ||
-                !client.isBound()) {
+            PhoneClient client(host.profile(), host.port());
+            if (!client.bind(10s)) {
                 result = failWith("the controller did not bind");
             } else {
                 client.startHeartbeats();

@@ -5,10 +5,12 @@
 #include <QProcessEnvironment>
 #include <QRegularExpression>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 #include "protocol/PadError.h"
 
 namespace quillvane::bench {
+
+using namespace testing_support;
 namespace {
 
 constexpr std::chrono::milliseconds kStopLimit{5000};

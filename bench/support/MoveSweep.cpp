@@ -6,9 +6,11 @@
 
 #include <QTimer>
 
-#include "EventWait.h"
+#include "support/EventWait.h"
 
 namespace quillvane::bench {
+
+using namespace testing_support;
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;

@@ -13,7 +13,6 @@
 #include <QScopeGuard>
 #include <QSettings>
 #include <QTemporaryDir>
-#include <QTimer>
 
 #include <chrono>
 #include <cmath>
@@ -25,8 +24,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "ControllerChannel.h"
-#include "EventWait.h"
 #include "HostModel.h"
 #include "LatencySummary.h"
 #include "Random.h"
@@ -36,9 +33,12 @@
 #include "platform/pulse/AudioOutput.h"
 #include "platform/pulse/PulseServer.h"
 #include "platform/pulse/VirtualMicrophone.h"
+#include "support/EventWait.h"
+#include "support/PhoneClient.h"
 
 using namespace quillvane;
 using namespace quillvane::bench;
+using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
@@ -168,44 +168,12 @@ std::optional<QString> runOn(const QString& kind, int packets, Figures& figures)
     }
     direct.stop();
 
-    // The phone's two channels.
-    const PairingProfile& profile = *host.profile();
-    const Uuid client = randomUuid();
-    ControllerChannel control(QStringLiteral("control"), profile.id, *profile.keyData());
-    ControllerChannel audioChannel(QStringLiteral("audio"), profile.id, *profile.keyData());
-    std::vector<WireMessage> received;
-    int welcomes = 0;
-    control.onMessage = [&](const WireMessage& message, const QByteArray&) {
-        if (message.kind == WireMessage::Kind::welcome)
-            ++welcomes;
-        received.push_back(message);
-    };
-    audioChannel.onMessage = [&](const WireMessage& message, const QByteArray&) {
-        if (message.kind == WireMessage::Kind::welcome)
-            ++welcomes;
-    };
-    const auto hello = [&](ControllerChannel& channel, const char* name) {
-        channel.onReady = [&channel, name, client] {
-            WireMessage message(WireMessage::Kind::hello);
-            message.channel = name;
-            message.client = client;
-            channel.send(message);
-        };
-        channel.connectTo(QStringLiteral("127.0.0.1"), host.port());
-    };
-    hello(control, "control");
-    if (!waitUntil([&] { return welcomes == 1; }, 20s))
-        return QStringLiteral("the control channel did not bind");
-    hello(audioChannel, "audio");
-    if (!waitUntil([&] { return welcomes == 2; }, 20s))
-        return QStringLiteral("the audio channel did not bind");
-    QTimer heartbeat;
-    QObject::connect(&heartbeat, &QTimer::timeout, &heartbeat,
-                     [&] { control.send(WireMessage(WireMessage::Kind::heartbeat)); });
-    heartbeat.start(1000);
-
+    PhoneClient phone(*host.profile(), host.port());
+    if (!phone.bind(20s))
+        return QStringLiteral("the phone did not bind");
+    phone.startHeartbeats();
     const auto answered = [&](WireMessage::Kind kind, const Uuid& session) {
-        for (const auto& message : received)
+        for (const auto& message : phone.received(phone.control()))
             if (message.session == session && (message.kind == kind || message.kind == WireMessage::Kind::failure))
                 return true;
         return false;
@@ -214,7 +182,7 @@ std::optional<QString> runOn(const QString& kind, int packets, Figures& figures)
         const Uuid session = randomUuid();
         WireMessage begin(WireMessage::Kind::voiceBegin);
         begin.session = session;
-        control.send(begin);
+        phone.send(begin);
         if (!waitUntil([&] { return answered(WireMessage::Kind::voiceReady, session); }, 20s))
             return QStringLiteral("no voiceReady");
         const int count = packets / kUtterances;
@@ -225,7 +193,7 @@ std::optional<QString> runOn(const QString& kind, int packets, Figures& figures)
             packet.pcm = pcm;
             const std::size_t before = recorder.onsets();
             const auto sent = Clock::now();
-            audioChannel.send(packet);
+            phone.audio().send(packet);
             if (!waitUntil([&] { return recorder.onsets() > before; }, 5s))
                 return QStringLiteral("a packet never reached the microphone");
             figures.packet.push_back(
@@ -236,13 +204,12 @@ std::optional<QString> runOn(const QString& kind, int packets, Figures& figures)
         end.session = session;
         end.sequence = count - 1;
         const auto ended = Clock::now();
-        audioChannel.send(end);
+        phone.audio().send(end);
         if (!waitUntil([&] { return answered(WireMessage::Kind::voiceDone, session); }, 20s))
             return QStringLiteral("no voiceDone");
         figures.done.push_back(millisecondsSince(ended));
-        for (const auto& message : received)
-            if (message.kind == WireMessage::Kind::failure)
-                return QStringLiteral("the host failed the utterance: ") + QString::fromStdString(message.text.value_or(""));
+        if (!phone.failures().empty())
+            return QStringLiteral("the host failed the utterance: ") + QString::fromStdString(phone.failures().front());
     }
 
     host.stop();

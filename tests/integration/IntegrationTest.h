@@ -5,17 +5,15 @@
 // would touch the machine's own services or pass for the wrong reason.
 
 #include <cstdlib>
-#include <functional>
 
 #include <gtest/gtest.h>
 
 #include <QByteArray>
-#include <QDeadlineTimer>
-#include <QEventLoop>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
-#include <QTimer>
+
+#include "support/EventWait.h"
 
 namespace quillvane::testing_support {
 
@@ -46,19 +44,6 @@ inline ToolResult runTool(const QString& program, const QStringList& arguments,
         return {-1, {}, program + QStringLiteral(": ") + process.errorString()};
     return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
-}
-
-// Runs the event loop until `condition` holds or the time is up; returns the last verdict.
-inline bool waitUntil(const std::function<bool()>& condition, int timeoutMs = 10000) {
-    const QDeadlineTimer deadline(timeoutMs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(20, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
 }
 
 } // namespace quillvane::testing_support

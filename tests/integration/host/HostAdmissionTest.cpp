@@ -52,17 +52,17 @@ TEST_F(HostAdmission, thePhoneBindsPastSquattersWhoNeverDisplaceItsChannels) {
             squatters.push_back(squat(2 + i, pattern.each));
         // Every place is held, and every squatter has been ended and come back about once.
         const int total = pattern.addresses * pattern.each;
-        ASSERT_TRUE(QTest::qWaitFor(
+        ASSERT_TRUE(testing_support::waitUntil(
             [&] { return m_host->linkCount() == 8 && ended(squatters) >= total; }, kGenerousMs));
 
-        TestController phone(*m_host);
+        PhoneClient phone(*m_host->profile(), m_host->port());
         ASSERT_TRUE(phone.bind());
 
         // Squatters from the phone's own address too: its address then holds the most places,
         // and only the squatters' handshakes may give way.
         squatters.push_back(squat(1, 12));
         const int before = ended(squatters);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return ended(squatters) >= before + total + 12; },
+        ASSERT_TRUE(testing_support::waitUntil([&] { return ended(squatters) >= before + total + 12; },
                                     kGenerousMs));
         phone.control().send(WireMessage(WireMessage::Kind::heartbeat));
         EXPECT_TRUE(phone.await(phone.control(), WireMessage::Kind::heartbeat));
@@ -72,6 +72,6 @@ TEST_F(HostAdmission, thePhoneBindsPastSquattersWhoNeverDisplaceItsChannels) {
 
         squatters.clear();
         phone.control().close();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !m_host->connected(); }, kGenerousMs));
+        ASSERT_TRUE(testing_support::waitUntil([&] { return !m_host->connected(); }, kGenerousMs));
     }
 }

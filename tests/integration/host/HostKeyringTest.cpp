@@ -47,7 +47,7 @@ TEST_F(HostKeyring, aKeyringThatCannotSaveIsTheIssueUntilARotationSaves) {
     program.setProcessEnvironment(environment);
     program.start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {QStringLiteral("--headless")});
     QByteArray output;
-    EXPECT_TRUE(QTest::qWaitFor(
+    EXPECT_TRUE(testing_support::waitUntil(
         [&] {
             output += program.readAllStandardOutput();
             return output.contains("Issue: 无法保存配对钥匙串（") ||
@@ -77,6 +77,6 @@ TEST_F(HostKeyring, aKeyringThatCannotSaveIsTheIssueUntilARotationSaves) {
     ASSERT_TRUE(m_host->isStarted());
     EXPECT_FALSE(m_host->hasIssue()) << m_host->issue().toStdString();
     EXPECT_EQ(m_test.keychain().load("host"), m_host->profile());
-    TestController phone(*m_host);
+    PhoneClient phone(*m_host->profile(), m_host->port());
     EXPECT_TRUE(phone.bind());
 }

@@ -6,7 +6,8 @@
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QtCore/qtestsupport_core.h>
+
+#include "support/EventWait.h"
 
 namespace {
 
@@ -40,7 +41,7 @@ protected:
         host.setProcessEnvironment(environment());
         host.start(binary("quillvane"), arguments);
         ASSERT_TRUE(host.waitForStarted());
-        ASSERT_TRUE(QTest::qWaitFor(
+        ASSERT_TRUE(quillvane::testing_support::waitUntil(
             [&] {
                 m_output += host.readAllStandardOutput();
                 return m_output.contains("Listening on port") &&
@@ -78,7 +79,7 @@ TEST_F(HostProcess, aControllerFindsTheHostByItsLinkSigtermClosesItAndTheKeySurv
                       QStringLiteral("raw control {\"kind\":\"voiceDone\",\"version\":1}"),
                       QStringLiteral("wait 60")});
     QByteArray seen;
-    ASSERT_TRUE(QTest::qWaitFor(
+    ASSERT_TRUE(quillvane::testing_support::waitUntil(
         [&] {
             seen += controller.readAllStandardOutput();
             return seen.contains("\"text\":\"无效控制消息\"");

@@ -27,14 +27,14 @@ protected:
 } // namespace
 
 TEST_F(HostSession, aPhoneBindsOverTlsDictatesAndIsDroppedWhenAChannelCloses) {
-    TestController phone(*m_host);
+    PhoneClient phone(*m_host->profile(), m_host->port());
     ASSERT_TRUE(phone.bind());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return m_host->connected(); }, kGenerousMs));
+    EXPECT_TRUE(testing_support::waitUntil([&] { return m_host->connected(); }, kGenerousMs));
     EXPECT_EQ(m_host->status(), QStringLiteral("手机已连接"));
     WireMessage move(Kind::move);
     move.movementSamples = std::vector<TrackpadVector>{{3, 4}};
     phone.control().send(move);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return recorded("move samples=1"); }, kGenerousMs));
+    EXPECT_TRUE(testing_support::waitUntil([&] { return recorded("move samples=1"); }, kGenerousMs));
 
     // An utterance over both channels is played out and answered.
     m_host->setPrepDelay(0.05);
@@ -86,7 +86,7 @@ QString browse() {
 
 bool advertised(const Uuid& id) {
     const QString name = QString::fromStdString(id.toString());
-    return QTest::qWaitFor([&] { return browse().contains(QStringLiteral(";") + name + QStringLiteral(";")); },
+    return testing_support::waitUntil([&] { return browse().contains(QStringLiteral(";") + name + QStringLiteral(";")); },
                            kGenerousMs);
 }
 
@@ -101,7 +101,7 @@ int avahiControl(const char* command) {
 TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
     const PairingProfile old = *m_host->profile();
     ASSERT_TRUE(advertised(old.id));
-    TestController before(*m_host);
+    PhoneClient before(*m_host->profile(), m_host->port());
     ASSERT_TRUE(before.bind());
 
     m_host->rotatePairing();
@@ -116,12 +116,12 @@ TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
     bool staleClosed = false;
     stale.onClose = [&](const QString&) { staleClosed = true; };
     stale.connectTo(QStringLiteral("127.0.0.1"), m_host->port());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return staleClosed; }, kGenerousMs));
+    EXPECT_TRUE(testing_support::waitUntil([&] { return staleClosed; }, kGenerousMs));
     EXPECT_FALSE(stale.isEncrypted());
-    TestController after(*m_host);
+    PhoneClient after(*m_host->profile(), m_host->port());
     EXPECT_TRUE(after.bind());
     EXPECT_TRUE(advertised(fresh.id));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !browse().contains(QString::fromStdString(old.id.toString())); },
+    EXPECT_TRUE(testing_support::waitUntil([&] { return !browse().contains(QString::fromStdString(old.id.toString())); },
                                 kGenerousMs));
 }
 
@@ -129,7 +129,7 @@ TEST_F(HostSession, aStoppedAvahiDaemonIsTheIssueUntilTheServiceIsListedAgain) {
     const Uuid id = m_host->profile()->id;
     ASSERT_TRUE(advertised(id));
     ASSERT_EQ(avahiControl("stop"), 0);
-    const bool shown = QTest::qWaitFor(
+    const bool shown = testing_support::waitUntil(
         [&] {
             return m_host->issue() ==
                    QStringLiteral("avahi-daemon 没有运行：请用 sudo systemctl enable --now avahi-daemon 启动它（-26）");
@@ -138,7 +138,7 @@ TEST_F(HostSession, aStoppedAvahiDaemonIsTheIssueUntilTheServiceIsListedAgain) {
     ASSERT_EQ(avahiControl("start"), 0); // before any verdict: the other tests need the daemon
     EXPECT_TRUE(shown) << m_host->issue().toStdString();
     // The new daemon knows nothing of the old registration: listing it proves we published again.
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !m_host->hasIssue(); }, kGenerousMs))
+    EXPECT_TRUE(testing_support::waitUntil([&] { return !m_host->hasIssue(); }, kGenerousMs))
         << m_host->issue().toStdString();
     EXPECT_TRUE(advertised(id));
 }

@@ -17,9 +17,9 @@
 
 #include "integration/IntegrationTest.h"
 #include "integration/support/X11TestClient.h"
+#include "support/PhoneClient.h"
 
 #include "HostModel.h"
-#include "HostTestSupport.h"
 #include "InputController.h"
 #include "Random.h"
 #include "Uptime.h"
@@ -194,15 +194,10 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return m_pulse->hasSnapshot(); }, kGenerousMs));
         m_host->installMicrophone();
         ASSERT_TRUE(microphoneReady()) << m_host->microphoneState().message();
-        m_phone = std::make_unique<test::TestController>(*m_host);
+        m_phone = std::make_unique<testing_support::PhoneClient>(*m_host->profile(), m_host->port());
         ASSERT_TRUE(m_phone->bind());
         // The phone's heartbeat keeps the session past the host's four seconds.
-        m_heartbeat.setInterval(1000);
-        QObject::connect(&m_heartbeat, &QTimer::timeout, &m_heartbeat, [this] {
-            if (m_phone)
-                m_phone->control().send(WireMessage(Kind::heartbeat));
-        });
-        m_heartbeat.start();
+        m_phone->startHeartbeats();
     }
 
     bool microphoneReady() {
@@ -284,8 +279,7 @@ protected:
     std::unique_ptr<AudioOutput> m_audio;
     std::unique_ptr<VirtualMicrophone> m_microphone;
     std::unique_ptr<HostModel> m_host;
-    std::unique_ptr<test::TestController> m_phone;
-    QTimer m_heartbeat;
+    std::unique_ptr<testing_support::PhoneClient> m_phone;
 
     std::unique_ptr<QProcess> m_recorder;
     QByteArray m_pending;

@@ -22,7 +22,7 @@ TEST(LinkListener, takesEveryAddressAndClosesWhatItRefuses) {
         GTEST_SKIP() << "no IPv6 loopback here";
     QTcpSocket client;
     client.connectToHost(QHostAddress::LocalHostIPv6, listener.serverPort());
-    EXPECT_TRUE(QTest::qWaitFor(
+    EXPECT_TRUE(testing_support::waitUntil(
         [&] { return accepted == 1 && client.state() == QAbstractSocket::UnconnectedState; },
         kGenerousMs));
 }

@@ -13,7 +13,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <QtCore/qtestsupport_core.h>
 #include <QtEndian>
 
 #include "net/LinkListener.h"
@@ -22,6 +21,7 @@
 #include "protocol/FrameDecoder.h"
 #include "protocol/Uuid.h"
 #include "protocol/WireMessage.h"
+#include "support/EventWait.h"
 
 namespace quillvane::test {
 
@@ -96,7 +96,7 @@ public:
 
     // Waits until `condition` holds; gives up as soon as the link closed.
     bool waitFor(const std::function<bool()>& condition) {
-        return QTest::qWaitFor([&] { return condition() || !closes.empty(); }, kGenerousMs) &&
+        return testing_support::waitUntil([&] { return condition() || !closes.empty(); }, kGenerousMs) &&
                condition();
     }
     bool waitForReady() {

@@ -56,7 +56,7 @@ TEST(SecureLinkOpenssl, exchangesFramesWithTheRightKeyAndIdentity) {
 
     harness.link()->send(largest);
     harness.link()->send(hello);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return client.received.messages.size() >= 2; }, kGenerousMs));
+    ASSERT_TRUE(testing_support::waitUntil([&] { return client.received.messages.size() >= 2; }, kGenerousMs));
     EXPECT_EQ(client.received.messages, (std::vector{largest, hello}));
 
     client.process.kill();

@@ -47,12 +47,12 @@ struct ReadyPair {
                          [this] { received.take(client->readAll()); });
         // The client finishes its handshake a moment after the link does.
         ready = harness.waitForReady() &&
-                QTest::qWaitFor([&] { return client->isEncrypted(); }, kGenerousMs);
+                testing_support::waitUntil([&] { return client->isEncrypted(); }, kGenerousMs);
     }
 
     SecureLink& link() const { return *harness.link(); }
     bool clientDisconnected() const {
-        return QTest::qWaitFor([&] { return client->state() == QAbstractSocket::UnconnectedState; },
+        return testing_support::waitUntil([&] { return client->state() == QAbstractSocket::UnconnectedState; },
                                kGenerousMs);
     }
 
@@ -104,9 +104,9 @@ TEST(SecureLink, sendsOnlyWhileReadyOutlivesTheDeadlineAndReportsOneClose) {
         EXPECT_EQ(link.outstanding(), 0);
     });
     ASSERT_TRUE(pair.ready);
-    QTest::qWait(1500);
+    testing_support::runFor(std::chrono::milliseconds(1500));
     pair.link().send(sizedMessage(42));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !pair.received.messages.empty(); }, kGenerousMs));
+    ASSERT_TRUE(testing_support::waitUntil([&] { return !pair.received.messages.empty(); }, kGenerousMs));
     EXPECT_TRUE(pair.harness.closes.empty());
 
     pair.link().close();
@@ -131,7 +131,7 @@ TEST(SecureLink, closeInsideOnMessageStopsDelivery) {
         bytes += frameOf(sizedMessage(40000));
     pair.client->write(bytes);
     ASSERT_TRUE(pair.harness.waitForClose());
-    QTest::qWait(100);
+    testing_support::runFor(std::chrono::milliseconds(100));
     EXPECT_EQ(pair.harness.messages, std::vector{sizedMessage(41)});
     EXPECT_EQ(pair.harness.closes,
               (std::vector<std::optional<QString>>{QStringLiteral("handled")}));
@@ -160,7 +160,7 @@ TEST(SecureLink, allowsExactlyTheOutstandingCapAndDropsAPeerThatStopsReading) {
     client->setReadBufferSize(4096);
     ASSERT_TRUE(harness.waitForReady());
     SecureLink& link = *harness.link();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return link.outstanding() == 0; }, kGenerousMs));
+    ASSERT_TRUE(testing_support::waitUntil([&] { return link.outstanding() == 0; }, kGenerousMs));
     for (int i = 0; i < 4; ++i)
         link.send(sizedMessage(SecureLink::kMaximumOutstanding / 4));
     EXPECT_EQ(link.outstanding(), SecureLink::kMaximumOutstanding);
@@ -170,7 +170,7 @@ TEST(SecureLink, allowsExactlyTheOutstandingCapAndDropsAPeerThatStopsReading) {
     QElapsedTimer elapsed;
     elapsed.start();
     while (!link.isClosed() && elapsed.elapsed() < kGenerousMs) {
-        QTest::qWait(1);
+        testing_support::runFor(std::chrono::milliseconds(1));
         highest = std::max(highest, link.outstanding());
         link.send(sizedMessage(60000));
     }

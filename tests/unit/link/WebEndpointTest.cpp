@@ -10,11 +10,11 @@
 #include <QProcess>
 #include <QSslSocket>
 #include <QTemporaryDir>
-#include <QtCore/qtestsupport_core.h>
 #include <QWebSocket>
 
 #include <memory>
 
+#include "support/EventWait.h"
 #include "web/BrowserProof.h"
 #include "web/BrowserRegistry.h"
 #include "web/WebEndpoint.h"
@@ -55,7 +55,7 @@ protected:
         QObject::connect(&socket, &QSslSocket::readyRead, &socket, [&] { answer += socket.readAll(); });
         socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), m_endpoint->port());
         // A kept-alive connection ends by the client after a quiet while.
-        if (!QTest::qWaitFor([&] { return socket.state() == QAbstractSocket::UnconnectedState; }, 2000))
+        if (!testing_support::waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }, 2000))
             socket.abort();
         return answer;
     }
@@ -71,7 +71,7 @@ protected:
             QObject::connect(&socket, &QWebSocket::disconnected, &socket, [this] { closed = true; });
         }
         bool awaitStep(std::size_t count) {
-            return QTest::qWaitFor([&] { return steps.size() >= count || closed; }, kGenerousMs) && steps.size() >= count;
+            return testing_support::waitUntil([&] { return steps.size() >= count || closed; }, kGenerousMs) && steps.size() >= count;
         }
         QString type(std::size_t i) const { return steps.at(i).value(QStringLiteral("type")).toString(); }
         void send(const QJsonObject& step) { socket.sendTextMessage(QString::fromUtf8(QJsonDocument(step).toJson())); }
@@ -120,7 +120,7 @@ TEST_F(WebEndpointTest, servesOnlyThePageFilesWithAStrictPolicyOnAnEcdsaCertific
     openssl.start(QStringLiteral("openssl"), {QStringLiteral("s_client"), QStringLiteral("-connect"),
                                               QStringLiteral("127.0.0.1:%1").arg(m_endpoint->port())});
     openssl.closeWriteChannel();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return openssl.state() == QProcess::NotRunning; }, kGenerousMs));
+    ASSERT_TRUE(testing_support::waitUntil([&] { return openssl.state() == QProcess::NotRunning; }, kGenerousMs));
     const QString seen = QString::fromUtf8(openssl.readAllStandardOutput());
     EXPECT_TRUE(seen.contains(QStringLiteral("Server public key is 256 bit"))) << seen.toStdString();
     EXPECT_TRUE(seen.contains(QStringLiteral("CN = Quillvane Test")));
@@ -146,7 +146,7 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     ASSERT_EQ(m_links.size(), 1);
     EXPECT_TRUE(m_links[0]->isAuthenticated());
     page->socket.sendTextMessage(QStringLiteral(R"({"kind":"heartbeat","version":1})"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !m_received.empty(); }, kGenerousMs));
+    ASSERT_TRUE(testing_support::waitUntil([&] { return !m_received.empty(); }, kGenerousMs));
     EXPECT_EQ(m_received[0].kind, WireMessage::Kind::heartbeat);
 
     // The same token again, a replayed proof on a new socket, and a revoked browser.
@@ -155,7 +155,7 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     again->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
     ASSERT_TRUE(again->awaitStep(2));
     EXPECT_EQ(again->type(1), QStringLiteral("refused"));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return again->closed; }, kGenerousMs));
+    EXPECT_TRUE(testing_support::waitUntil([&] { return again->closed; }, kGenerousMs));
 
     auto replay = open(m_origin);
     ASSERT_TRUE(replay->awaitStep(1));
@@ -168,7 +168,7 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
 
     m_registry.revoke(id);
     m_endpoint->closeBrowser(id);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return page->closed; }, kGenerousMs)) << "a revoked browser stayed connected";
+    EXPECT_TRUE(testing_support::waitUntil([&] { return page->closed; }, kGenerousMs)) << "a revoked browser stayed connected";
     auto revoked = open(m_origin);
     ASSERT_TRUE(revoked->awaitStep(1));
     prove(*revoked, id, secret, &pageNonce);
@@ -178,7 +178,7 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
 
 TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverProves) {
     auto foreign = open(QStringLiteral("https://evil.example"));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return foreign->closed; }, kGenerousMs));
+    EXPECT_TRUE(testing_support::waitUntil([&] { return foreign->closed; }, kGenerousMs));
     EXPECT_TRUE(foreign->steps.empty());
     EXPECT_TRUE(m_links.empty()) << "a foreign page got a WebSocket";
 
@@ -192,7 +192,7 @@ TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverPr
 
     auto silent = open(m_origin);
     ASSERT_TRUE(silent->awaitStep(1));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return silent->closed; }, kGenerousMs)) << "an unproven socket stayed open";
+    EXPECT_TRUE(testing_support::waitUntil([&] { return silent->closed; }, kGenerousMs)) << "an unproven socket stayed open";
     EXPECT_EQ(silent->type(silent->steps.size() - 1), QStringLiteral("refused"));
 }
 

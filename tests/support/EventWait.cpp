@@ -1,31 +1,31 @@
 #include "EventWait.h"
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QEventLoop>
 #include <QTimer>
 
-namespace quillvane::bench {
+namespace quillvane::testing_support {
 
 bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
     if (done())
         return true;
-    // The timer only wakes the loop at the limit; until then the loop sleeps in poll().
     bool expired = false;
     QTimer deadline;
     deadline.setSingleShot(true);
     deadline.setTimerType(Qt::PreciseTimer);
     QObject::connect(&deadline, &QTimer::timeout, &deadline, [&expired] { expired = true; });
     deadline.start(limit);
+    QTimer poll;
+    poll.start(std::chrono::milliseconds(20));
     while (!expired) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        // As a running loop would: objects let go with deleteLater() are gone between passes.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         if (done())
             return true;
     }
-    return false;
+    return done();
 }
 
-bool runFor(std::chrono::milliseconds duration, const std::function<bool()>& stop) {
-    return !waitUntil(stop, duration);
-}
-
-} // namespace quillvane::bench
+} // namespace quillvane::testing_support
