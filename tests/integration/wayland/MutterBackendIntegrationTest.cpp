@@ -207,7 +207,7 @@ TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     session.send("click");
     session.send("scroll 0 12 began");
     session.send("scroll 0 0 ended");
-    session.send("key 6 1179648"); // Command+Shift+Z
+    session.send("key 6 1179648"); // Command+Shift+Z, posted as Control+Shift+Z
     session.send("text €");
     ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
         return named(events, "axis_source").size() >= 2 && keyChanges(events).size() >= 8;
@@ -228,11 +228,11 @@ TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
 
     const auto changes = keyChanges(events);
     EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
-              (std::vector<std::string>{"+42", "+125", "+44", "-44", "-125", "-42"}));
+              (std::vector<std::string>{"+29", "+42", "+44", "-44", "-42", "-29"}));
     const auto keys = named(events, "key");
     EXPECT_NE(keys[2].fields.find("sym: Z"), std::string::npos) << keys[2].fields;
-    EXPECT_NE(described(named(events, "modifiers")).find("Shift Mod4"), std::string::npos)
-        << "Z came without Super and Shift";
+    EXPECT_NE(described(named(events, "modifiers")).find("Shift Control"), std::string::npos)
+        << "Z came without Control and Shift";
     EXPECT_TRUE(std::any_of(keys.begin(), keys.end(), [](const WevEvent& key) {
         return key.utf8() == "€";
     })) << "the euro sign was not typed as a key; wev saw:\n" << described(events);

@@ -63,9 +63,12 @@ protected:
                                     {QStringLiteral("-s"), QString::fromStdString(ipc),
                                      QStringLiteral("seat seat0 cursor set %1 %2").arg(x).arg(y)}),
                   0);
+        // Where wev maps only after the move, it learns the position from the pointer's enter.
         ASSERT_TRUE(m_wev->waitFor([&](const Events& events) {
-            const auto motions = named(events, "motion");
-            return !motions.empty() && motions.back().position() == std::pair(double(x), double(y));
+            for (auto event = events.rbegin(); event != events.rend(); ++event)
+                if (event->name == "motion" || (event->name == "enter" && event->interface == "wl_pointer"))
+                    return event->position() == std::pair(double(x), double(y));
+            return false;
         })) << "the pointer never reached " << x << "," << y << "; wev saw:\n"
             << described(m_wev->events());
         m_wev->clear();
@@ -162,7 +165,7 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     session->send("click");
     session->send("scroll 0 12 began");
     session->send("scroll 0 0 ended");
-    session->send("key 6 1179648"); // Command+Shift+Z
+    session->send("key 6 1179648"); // Command+Shift+Z, posted as Control+Shift+Z
     session->send("text Hello, 世界 👋");
     session->send("key 0"); // A, under the seat's keymap again
     const auto typed = [](const Events& events) {
@@ -184,7 +187,7 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_TRUE(WevRecorder::hasEvent(events, "wl_pointer", "axis_stop"));
     const auto changes = keyChanges(events);
     EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
-              (std::vector<std::string>{"+42", "+125", "+44", "-44", "-125", "-42"}));
+              (std::vector<std::string>{"+29", "+42", "+44", "-44", "-42", "-29"}));
     EXPECT_NE(named(events, "key")[2].fields.find("sym: Z"), std::string::npos);
     EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
               std::string::npos)
