@@ -59,7 +59,7 @@ void AirMouse::setTime(double time, ControllerOutput& out) {
         m_now = std::isfinite(time) ? std::max(m_now, time) : m_now;
         return;
     }
-    m_moves.flush(m_now, out.messages);
+    m_moves.flush(out.messages);
     if (m_dragging)
         out.messages.push_back(buttonMessage(WireMessage::Kind::drag, false));
     *this = AirMouse();
@@ -94,7 +94,7 @@ void AirMouse::motion(double x, double, double z, double time, ControllerOutput&
             if (std::hypot(m_heldBack.x, m_heldBack.y) > dragSlop)
                 startDrag(out);
         } else {
-            m_moves.add(delta);
+            m_moves.add(delta, m_now);
             m_recent.push_back({time, delta});
         }
     }
@@ -113,16 +113,16 @@ void AirMouse::takeBack(double time, ControllerOutput& out) {
     }
     m_recent.clear();
     if (back.x != 0 || back.y != 0)
-        m_moves.add(back);
-    m_moves.flush(m_now, out.messages);
+        m_moves.add(back, m_now);
+    m_moves.flush(out.messages);
 }
 
 void AirMouse::startDrag(ControllerOutput& out) {
-    m_moves.flush(m_now, out.messages);
+    m_moves.flush(out.messages);
     out.messages.push_back(buttonMessage(WireMessage::Kind::drag, true));
     out.haptics.push_back(Haptic::start);
     m_dragging = true;
-    m_moves.add(m_heldBack);
+    m_moves.add(m_heldBack, m_now);
     m_recent.push_back({m_now, m_heldBack});
     m_heldBack = {};
 }

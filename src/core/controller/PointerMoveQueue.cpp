@@ -29,9 +29,10 @@ double fitted(double sum, double delta) {
 
 } // namespace
 
-void PointerMoveQueue::add(TrackpadVector delta) {
+void PointerMoveQueue::add(TrackpadVector delta, double time) {
     if (!std::isfinite(delta.x) || !std::isfinite(delta.y))
         return;
+    m_newest = time;
     delta = {fitted(m_sum.x, quantized(std::clamp(delta.x, -limit, limit), m_carry.x)),
              fitted(m_sum.y, quantized(std::clamp(delta.y, -limit, limit), m_carry.y))};
     m_sum.x += delta.x;
@@ -51,15 +52,15 @@ void PointerMoveQueue::add(TrackpadVector delta) {
 
 void PointerMoveQueue::flushDue(double time, std::vector<WireMessage>& out) {
     if (!m_pending.empty() && frameDue(m_lastSent, time))
-        flush(time, out);
+        flush(out);
 }
 
-void PointerMoveQueue::flush(double time, std::vector<WireMessage>& out) {
+void PointerMoveQueue::flush(std::vector<WireMessage>& out) {
     if (m_pending.empty())
         return;
     for (auto& message : TrackpadMoveBatch::messages(m_pending))
         out.push_back(std::move(message));
-    m_lastSent = time;
+    m_lastSent = m_newest;
     clear();
 }
 

@@ -46,7 +46,7 @@ void TrackpadGesture::setTime(double time, ControllerOutput& out) {
     }
     if (time >= m_now - clockJump)
         return;
-    m_moves.flush(m_now, out.messages);
+    m_moves.flush(out.messages);
     m_scroll.lift(m_now, true, out);
     m_scroll.stop(m_now, out);
     if (m_dragHeld)
@@ -111,7 +111,7 @@ void TrackpadGesture::began(const TouchPoint& point, ControllerOutput& out) {
     if (m_fingers.size() == 2 && (m_mode == Mode::touching || m_mode == Mode::pointing)) {
         // A tap waiting for its double-tap window is a finished click now.
         sendPendingTap(out);
-        m_moves.flush(m_now, out.messages);
+        m_moves.flush(out.messages);
         m_scroll.touch(m_now);
         m_mode = Mode::scrolling;
         return;
@@ -155,7 +155,7 @@ void TrackpadGesture::moved(Finger& f, TrackpadVector position, ControllerOutput
 void TrackpadGesture::point(TrackpadVector delta, double time, ControllerOutput& out) {
     if (delta.x == 0 && delta.y == 0)
         return;
-    m_moves.add(m_pointer.move(delta.x, delta.y, time, m_settings.acceleration));
+    m_moves.add(m_pointer.move(delta.x, delta.y, time, m_settings.acceleration), m_now);
     m_moves.flushDue(m_now, out.messages);
 }
 
@@ -244,14 +244,14 @@ void TrackpadGesture::sendPendingTap(ControllerOutput& out) {
 }
 
 void TrackpadGesture::click(bool right, std::optional<bool> continuing, ControllerOutput& out) {
-    m_moves.flush(m_now, out.messages);
+    m_moves.flush(out.messages);
     WireMessage& message = out.messages.emplace_back(WireMessage::Kind::click);
     message.flag = right;
     message.continuingClick = continuing;
 }
 
 void TrackpadGesture::drag(bool held, ControllerOutput& out) {
-    m_moves.flush(m_now, out.messages);
+    m_moves.flush(out.messages);
     WireMessage& message = out.messages.emplace_back(WireMessage::Kind::drag);
     message.flag = held;
     message.continuingClick = false;
