@@ -1,22 +1,31 @@
-// The trackpad surface: every touch goes to the core's TrackpadGesture as it comes, so what the
-// fingers mean is decided by the core alone; `wake` has the recogniser advanced every animation
-// frame while it has anything running (momentum, the double-tap window, a drag's grace).
-// Listeners are not passive: the page never scrolls or zooms under the fingers.
+// The trackpad surface: every finger report goes to the core's TrackpadGesture as it comes, so
+// what the fingers mean is decided by the core alone; `wake` has the recogniser advanced every
+// animation frame while it has anything running (momentum, the double-tap window, a drag's grace).
+//
+// Fingers are read as pointer events. Where the browser has them, moves come from
+// `pointerrawupdate`, which it hands over as soon as a move arrives; `touchmove` and `pointermove`
+// wait for the next animation frame, a frame's worth of lag the pointer on the screen would show.
+// Touch listeners stay, not passive, only so the page never scrolls or zooms under the fingers.
 
-const phases = { touchstart: 'began', touchmove: 'moved', touchend: 'ended', touchcancel: 'cancelled' };
+const phases = { pointerdown: 'began', pointerup: 'ended', pointercancel: 'cancelled' };
+const move = 'onpointerrawupdate' in window ? 'pointerrawupdate' : 'pointermove';
 
 export function attachTrackpad(surface, core, emit, wake) {
-    const onTouch = (event) => {
-        event.preventDefault();
-        const phase = phases[event.type];
-        const time = event.timeStamp / 1000;
-        const box = surface.getBoundingClientRect();
-        for (const touch of event.changedTouches)
-            emit(core.trackpad.touch(touch.identifier, touch.clientX - box.left, touch.clientY - box.top, time, phase));
+    const report = (event, phase) => {
+        // A mouse on a desktop browser is not a finger.
+        if (event.pointerType === 'mouse')
+            return;
+        // Positions in the viewport, not in the surface: the surface moves when the bars above it
+        // change (the round-trip time appearing, a notice), and a finger resting on the glass
+        // must not read that as travel.
+        emit(core.trackpad.touch(event.pointerId, event.clientX, event.clientY, event.timeStamp / 1000, phase));
         wake();
     };
-    for (const type of Object.keys(phases))
-        surface.addEventListener(type, onTouch, { passive: false });
+    for (const [type, phase] of Object.entries(phases))
+        surface.addEventListener(type, (event) => report(event, phase));
+    surface.addEventListener(move, (event) => report(event, 'moved'));
+    for (const type of ['touchstart', 'touchmove', 'touchend', 'touchcancel'])
+        surface.addEventListener(type, (event) => event.preventDefault(), { passive: false });
     // Safari's pinch and the menu of a long press.
     for (const type of ['gesturestart', 'gesturechange', 'contextmenu'])
         surface.addEventListener(type, (event) => event.preventDefault(), { passive: false });

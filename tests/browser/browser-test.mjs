@@ -188,6 +188,21 @@ test('touches move, click, scroll and drag the X pointer', async () => {
     execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
     const pad = await middle(page, '#pad');
 
+    // A finger resting on the trackpad while a notice above it pushes it down stays put.
+    const notice = (shown) => page.evaluate((on) => {
+        const element = document.getElementById('notice');
+        element.textContent = 'Reconnecting to the computer, please wait a moment';
+        element.hidden = !on;
+    }, shown);
+    await fingers('touchStart', [{ ...pad, id: 7 }]);
+    await sleep(300);
+    await notice(true);
+    await fingers('touchMove', [{ ...pad, id: 7 }]);
+    await sleep(200);
+    await fingers('touchEnd', []);
+    await notice(false);
+    assert.deepEqual(pointer(), home);
+
     // One finger right and down moves the pointer right and down.
     await stroke({ x: pad.x - 80, y: pad.y - 40 }, { x: pad.x + 40, y: pad.y + 20 });
     const moved = await waitFor(() => {
