@@ -14,7 +14,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +22,7 @@
 #include "HostProcess.h"
 #include "MotionObserver.h"
 #include "MoveSweep.h"
+#include "PointerSweep.h"
 #include "PrivateXServer.h"
 #include "support/PhoneClient.h"
 #include "XTestPointer.h"
@@ -34,7 +34,6 @@ using namespace quillvane;
 using namespace quillvane::bench;
 using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -45,8 +44,6 @@ constexpr int kWarmupMoves = 120;
 // The sweep: this many pixels per move, turning round after this many moves.
 constexpr int kStep = 2;
 constexpr int kLeg = 100;
-// How far past a move's own motion a match may look, should one ever go missing.
-constexpr std::size_t kMatchWindow = 16;
 
 constexpr double kTargetP50 = 1;
 constexpr double kTargetP99 = 3;
@@ -63,37 +60,7 @@ int runSeconds() {
     return ok && seconds > 0 ? seconds : kDefaultSeconds;
 }
 
-std::int64_t nanosecondsNow() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
-        .count();
-}
-
-// The horizontal step of move `i`: the pointer goes right for a leg, then left for one.
-int stepOf(int i) {
-    return (i / kLeg) % 2 == 0 ? kStep : -kStep;
-}
-
 using Run = MoveSweep::Run;
-
-// Sends `count` moves through `post` from (x0, y0) and pairs each with the motion it caused.
-Run measure(MotionObserver& observer, XTestPointer& pointer, int x0, int y0, int count,
-            const std::function<void(int, int, int)>& post) {
-    pointer.warp(x0, y0);
-    waitUntil([&] { return observer.lastAt(x0, y0); }, 2s);
-    observer.take();
-
-    std::vector<int> xs(static_cast<std::size_t>(count));
-    int x = x0;
-    for (int i = 0; i < count; ++i)
-        xs[static_cast<std::size_t>(i)] = x += stepOf(i);
-    std::vector<std::int64_t> sentAt(static_cast<std::size_t>(count));
-    MoveSweep::pace(count, kMovesPerSecond, [&](int i) {
-        sentAt[static_cast<std::size_t>(i)] = nanosecondsNow();
-        post(i, xs[static_cast<std::size_t>(i)], y0);
-    });
-    waitUntil([&] { return observer.lastAt(xs.back(), y0); }, 2s);
-    return MoveSweep::match(xs, y0, sentAt, observer.take(), kWarmupMoves, kMatchWindow);
-}
 
 // The smallest value with at least `fraction` of the sorted set at or below it.
 double percentile(const std::vector<double>& sorted, double fraction) {
@@ -135,15 +102,9 @@ int main(int argc, char** argv) {
     std::string error;
 
     PrivateXServer privateServer;
-    std::string serverName;
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        if (!privateServer.start(error))
-            return failWith(error);
-        qputenv("DISPLAY", QByteArray::fromStdString(privateServer.display()));
-        serverName = "private Xvfb on " + privateServer.display() + " (DISPLAY was not set)";
-    } else {
-        serverName = "DISPLAY=" + qEnvironmentVariable("DISPLAY").toStdString();
-    }
+    const std::string serverName = privateServer.startUnlessNamed(error);
+    if (serverName.empty())
+        return failWith(error);
 
     XTestPointer pointer;
     if (!pointer.open(error))
@@ -171,15 +132,15 @@ int main(int argc, char** argv) {
                 kMovesPerSecond, seconds, kStep);
     std::fflush(stdout);
 
-    const Run floor =
-        measure(observer, pointer, x0, y0, count, [&](int, int x, int y) { pointer.post(x, y); });
+    const PointerSweep sweep{x0, y0, kStep, kLeg, count, kMovesPerSecond, kWarmupMoves};
+    const Run floor = sweep.run(observer, pointer, [&](int, int x, int y) { pointer.post(x, y); });
 
     std::vector<WireMessage> moves;
     for (int i = 0; i < count; ++i)
         moves.push_back(
-            TrackpadMoveBatch::messages(std::vector<TrackpadVector>{{double(stepOf(i)), 0}})
+            TrackpadMoveBatch::messages(std::vector<TrackpadVector>{{double(sweep.stepOf(i)), 0}})
                 .front());
-    const Run link = measure(observer, pointer, x0, y0, count, [&](int i, int, int) {
+    const Run link = sweep.run(observer, pointer, [&](int i, int, int) {
         client.send(moves[static_cast<std::size_t>(i)]);
     });
     const bool lost = client.lost();

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -24,6 +25,15 @@ constexpr int kReadyLimitMs = 10'000;
 
 PrivateXServer::~PrivateXServer() {
     stop();
+}
+
+std::string PrivateXServer::startUnlessNamed(std::string& error) {
+    if (const char* named = std::getenv("DISPLAY"); named && *named)
+        return std::string("DISPLAY=") + named;
+    if (!start(error))
+        return {};
+    ::setenv("DISPLAY", m_display.c_str(), 1);
+    return "private Xvfb on " + m_display + " (DISPLAY was not set)";
 }
 
 bool PrivateXServer::start(std::string& error) {

@@ -18,6 +18,9 @@ public:
 
     // Starts Xvfb and waits until it accepts connections; on failure `error` says why.
     bool start(std::string& error);
+    // The server DISPLAY names, or else this one, started and named in DISPLAY for this process
+    // and its children. Returns which, for a report; empty, with `error` set, on failure.
+    std::string startUnlessNamed(std::string& error);
     void stop();
 
     // ":N" once started.

@@ -27,13 +27,16 @@ HostProcess::HostProcess() {
                        QStringLiteral("unix:path=") + m_dir.filePath(QStringLiteral("no-bus")));
     m_process.setProcessEnvironment(environment);
     m_process.setStandardErrorFile(m_dir.filePath(QStringLiteral("host.log")));
-    // Status lines keep coming while the host runs; they are read and dropped so the pipe never
+    // Status lines keep coming while the host runs; once the browser's port has been printed
+    // (the last of what the program says at start), they are read and dropped so the pipe never
     // fills and stalls the host.
     QObject::connect(&m_process, &QProcess::readyReadStandardOutput, &m_process, [this] {
-        if (m_port == 0)
+        if (m_reading)
             m_output += m_process.readAllStandardOutput();
         else
             m_process.readAllStandardOutput();
+        if (m_output.contains("\nBrowser port: "))
+            m_reading = false;
     });
 }
 
@@ -71,8 +74,20 @@ bool HostProcess::start(std::chrono::milliseconds limit) {
                     QString::fromUtf8(error.what()));
     }
     m_port = portMatch.captured(1).toUShort();
-    m_output.clear();
     return true;
+}
+
+QString HostProcess::browserLink(std::chrono::milliseconds limit) {
+    const QRegularExpression line(QStringLiteral("^Browser link: (\\S+)$"),
+                                  QRegularExpression::MultilineOption);
+    QRegularExpressionMatch match;
+    waitUntil(
+        [&] {
+            match = line.match(QString::fromUtf8(m_output));
+            return match.hasMatch() || !m_reading || !isRunning();
+        },
+        limit);
+    return match.hasMatch() ? match.captured(1) : QString();
 }
 
 void HostProcess::stop() {

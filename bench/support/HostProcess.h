@@ -30,6 +30,10 @@ public:
     // Asks the program to stop (SIGTERM) and waits for it; kills it if it does not stop.
     void stop();
 
+    // The link a phone's browser opens, once the program has printed it (after its port), or
+    // empty when it prints none within `limit`: a program without its page prints none.
+    QString browserLink(std::chrono::milliseconds limit);
+
     quint16 port() const { return m_port; }
     const PairingProfile& profile() const { return *m_profile; }
     qint64 pid() const { return m_process.processId(); }
@@ -43,6 +47,7 @@ private:
     QTemporaryDir m_dir;
     QProcess m_process;
     QByteArray m_output;
+    bool m_reading = true;
     quint16 m_port = 0;
     std::optional<PairingProfile> m_profile;
     QString m_error;

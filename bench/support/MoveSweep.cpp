@@ -52,7 +52,8 @@ MoveSweep::Run MoveSweep::match(const std::vector<int>& xs, int y,
             ++run.unmatched;
             continue;
         }
-        next = found + 1;
+        // Moves carried by one message share its motion: the next may match the same one.
+        next = found;
         if (i >= static_cast<std::size_t>(warmup))
             run.latencies.push_back(static_cast<double>(motions[found].at - sentAt[i]) / 1e6);
     }

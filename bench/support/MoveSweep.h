@@ -26,8 +26,9 @@ struct MoveSweep {
     static void pace(int count, double perSecond, const std::function<void(int)>& post);
 
     // Pairs move i, sent at sentAt[i] to pixel (xs[i], y), with the first later motion at that
-    // pixel, looking at most `window` motions past the last match (should one go missing). The
-    // first `warmup` moves are matched but not counted.
+    // pixel, looking at most `window` motions on from the last match (should one go missing);
+    // moves in a row with the same pixel share its motion. The first `warmup` moves are matched
+    // but not counted.
     static Run match(const std::vector<int>& xs, int y, const std::vector<std::int64_t>& sentAt,
                      const std::vector<Motion>& motions, int warmup, std::size_t window = 16);
 };

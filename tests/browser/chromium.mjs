@@ -34,7 +34,8 @@ export function launch(folder, extra = []) {
 }
 
 // A phone-sized page in `language` at `url`, and a DevTools session on it (`page.devtools`).
-export async function openPage(browser, url, language = 'en-US') {
+// `script`, if given, runs in the page before any of the page's own.
+export async function openPage(browser, url, language = 'en-US', script = null) {
     const opened = await browser.newPage();
     await opened.setViewport({ width: 390, height: 844, deviceScaleFactor: 3, isMobile: true, hasTouch: true });
     opened.on('console', (message) => console.error(`page: ${message.text()}`));
@@ -44,6 +45,8 @@ export async function openPage(browser, url, language = 'en-US') {
         Object.defineProperty(navigator, 'language', { get: () => lang });
         Object.defineProperty(navigator, 'languages', { get: () => [lang] });
     }, language);
+    if (script)
+        await opened.evaluateOnNewDocument(script);
     opened.devtools = await opened.createCDPSession();
     await opened.goto(url);
     return opened;

@@ -1,0 +1,94 @@
+// The phone's browser for bench_browser_latency: Debian's chromium opens the page from the
+// host's browser link (on loopback), and once it is connected one finger rests on the trackpad,
+// then sweeps right and left, each touch move dispatched through DevTools when it falls due.
+// Prints one JSON line: when each move was dispatched (process.hrtime, CLOCK_MONOTONIC on Linux,
+// in nanoseconds), each move message the page sent with the number of touch moves it had seen by
+// then and when DevTools saw its frame leave (the same clock), and the bytes and files the page
+// loaded.
+//   node browser-touch.mjs --link LINK --moves N --interval MS --step PX --leg MOVES --rest MS
+import { mkdtempSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { parseArgs } from 'node:util';
+import { connected, fingers, launch, middle, openPage, sleep } from '../../tests/browser/chromium.mjs';
+
+const now = () => process.hrtime.bigint();
+const started = now();
+const { values } = parseArgs({
+    options: Object.fromEntries(['link', 'moves', 'interval', 'step', 'leg', 'rest'].map((name) => [name, { type: 'string' }])),
+});
+const [moves, interval, step, leg, rest] = ['moves', 'interval', 'step', 'leg', 'rest'].map((name) => Number(values[name]));
+
+// Runs in the page before its own scripts. A message carries the touches the page had been handed
+// when it left (counted at the earliest event the browser fires for a touch move): the count ties
+// each touch to the message that took it, however the page batches.
+function watchMoves() {
+    const sent = [];
+    let touches = 0;
+    window.benchMoves = sent;
+    const earliest = 'onpointerrawupdate' in window ? 'pointerrawupdate' : 'pointermove';
+    // A browser that has several moves waiting hands them over as one event.
+    addEventListener(earliest, (event) => {
+        if (event.pointerType === 'touch')
+            touches += Math.max(1, event.getCoalescedEvents?.().length ?? 1);
+    }, { capture: true, passive: true });
+    window.benchTouches = () => touches;
+    const send = WebSocket.prototype.send;
+    WebSocket.prototype.send = function (data) {
+        if (typeof data === 'string' && data.includes('"kind":"move"'))
+            sent.push([touches, data]);
+        return send.call(this, data);
+    };
+}
+
+const folder = mkdtempSync(join(tmpdir(), 'quillvane-bench-chromium-'));
+const browser = await launch(folder);
+try {
+    // The link names the machine's network address; the benchmark keeps to loopback.
+    const url = new URL(values.link);
+    url.hostname = '127.0.0.1';
+    const page = await openPage(browser, url.href, 'en-US', watchMoves);
+    await connected(page);
+    const load = await page.evaluate(() => {
+        const entries = performance.getEntriesByType('navigation').concat(performance.getEntriesByType('resource'));
+        return { bytes: entries.reduce((sum, entry) => sum + entry.encodedBodySize, 0), files: entries.length };
+    });
+
+    // DevTools stamps each WebSocket frame as it leaves, on the same monotonic clock.
+    const frames = [];
+    page.devtools.on('Network.webSocketFrameSent', ({ timestamp, response }) => {
+        if (response.payloadData.includes('"kind":"move"'))
+            frames.push(String(Math.round(timestamp * 1e9)));
+    });
+    await page.devtools.send('Network.enable');
+
+    const pad = await middle(page, '#pad');
+    let x = pad.x - (leg * step) / 2;
+    await fingers(page, 'touchStart', [{ x, y: pad.y, id: 1 }]);
+    await sleep(rest);
+    // A touch panel reports on its own clock, whatever the page is doing: a move is not held
+    // back until the browser has handled the one before.
+    const sent = [];
+    const dispatched = [];
+    const first = now();
+    for (let i = 0; i < moves; ++i) {
+        const wait = Number(first + BigInt(Math.round(i * interval * 1e6)) - now()) / 1e6;
+        if (wait > 0)
+            await sleep(wait);
+        x += Math.floor(i / leg) % 2 === 0 ? step : -step;
+        sent.push(String(now()));
+        dispatched.push(fingers(page, 'touchMove', [{ x, y: pad.y, id: 1 }]));
+    }
+    await Promise.all(dispatched);
+    await fingers(page, 'touchEnd', []);
+    await sleep(300);
+    const messages = (await page.evaluate(() => window.benchMoves)).map(([touches, text], i) => {
+        const message = JSON.parse(text);
+        return [touches, message.x ?? 0, message.y ?? 0, frames[i] ?? '0'];
+    });
+    const touches = await page.evaluate(() => window.benchTouches());
+    console.log(JSON.stringify({ started: String(started), ended: String(now()), ...load, sent, touches, messages }));
+} finally {
+    await browser.close();
+    rmSync(folder, { recursive: true, force: true });
+}
