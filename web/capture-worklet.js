@@ -16,6 +16,9 @@ class CaptureProcessor extends AudioWorkletProcessor {
             if (event.data === 'flush') {
                 this.post();
                 this.port.postMessage('flushed');
+                // The next utterance starts afresh; nothing of this one is interpolated into it.
+                this.position = 0;
+                this.previous = 0;
             }
         };
     }

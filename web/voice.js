@@ -4,7 +4,12 @@
 // `audio` and `voiceEnd` on the audio channel, as the host reads them.
 
 export function attachVoice(button, core, connection, { onError, onActive }) {
-    let recording = null; // { session, stream, context, node }
+    // The audio graph outlives an utterance: made on the first press and kept (suspended
+    // between presses), so that once the microphone opens its first sample has somewhere to
+    // go. Made per press, the microphone ran while the worklet loaded and that stretch, the
+    // first syllable, was lost.
+    let graph = null; // Promise of { context, node }
+    let recording = null; // { session, stream, source }
     let pressed = false;
     let utterance = null; // the core's voice session, until the host is done with it
 
@@ -12,9 +17,30 @@ export function attachVoice(button, core, connection, { onError, onActive }) {
         for (const message of messages)
             connection.sendAudio(message);
     };
+    const prepare = () => {
+        graph ??= (async () => {
+            const context = new AudioContext();
+            await context.audioWorklet.addModule('capture-worklet.js');
+            const node = new AudioWorkletNode(context, 'quillvane-capture', { numberOfOutputs: 0 });
+            node.port.onmessage = (event) => {
+                if (!recording || !(event.data instanceof Float32Array))
+                    return;
+                try {
+                    sendAll(core.voice.append(event.data));
+                } catch (error) {
+                    fail(error.message);
+                }
+            };
+            return { context, node };
+        })();
+        graph.then(({ context }) => context.resume()).catch(() => {});
+        return graph;
+    };
     const release = async (current) => {
+        current.source?.disconnect();
         current.stream.getTracks().forEach((track) => track.stop());
-        await current.context.close().catch(() => {});
+        if (!recording)
+            await (await graph).context.suspend().catch(() => {});
     };
     const fail = (text) => {
         const current = recording;
@@ -31,37 +57,25 @@ export function attachVoice(button, core, connection, { onError, onActive }) {
     const start = async () => {
         if (recording || connection.state !== 'connected')
             return;
-        let stream;
+        let stream, context, node;
         try {
+            // Resumed within the press itself, as some browsers require.
+            ({ context, node } = await prepare());
             stream = await navigator.mediaDevices.getUserMedia({
                 audio: { channelCount: 1, echoCancellation: false, noiseSuppression: false, autoGainControl: false },
             });
         } catch (error) {
+            graph = null;
             onError('无法使用麦克风', error.message);
             return;
         }
-        const context = new AudioContext();
-        const current = { session: crypto.randomUUID(), stream, context, node: null };
+        if (recording) {
+            stream.getTracks().forEach((track) => track.stop());
+            return;
+        }
+        const current = { session: crypto.randomUUID(), stream, source: context.createMediaStreamSource(stream) };
         recording = current;
-        try {
-            await context.audioWorklet.addModule('capture-worklet.js');
-            current.node = new AudioWorkletNode(context, 'quillvane-capture', { numberOfOutputs: 0 });
-        } catch (error) {
-            recording = null;
-            await release(current);
-            onError('无法使用麦克风', error.message);
-            return;
-        }
-        current.node.port.onmessage = (event) => {
-            if (recording !== current || !(event.data instanceof Float32Array))
-                return;
-            try {
-                sendAll(core.voice.append(event.data));
-            } catch (error) {
-                fail(error.message);
-            }
-        };
-        context.createMediaStreamSource(stream).connect(current.node);
+        current.source.connect(node);
         utterance = current.session.toUpperCase();
         connection.sendControl(core.voice.begin(current.session));
         onActive(true);
@@ -71,13 +85,13 @@ export function attachVoice(button, core, connection, { onError, onActive }) {
 
     const stop = async () => {
         const current = recording;
-        if (!current || !current.node)
+        if (!current)
             return;
+        const { port } = (await graph).node;
         // The last partial chunk first, then the end.
+        const previous = port.onmessage;
         await new Promise((resolve) => {
             const timer = setTimeout(resolve, 500);
-            const port = current.node.port;
-            const previous = port.onmessage;
             port.onmessage = (event) => {
                 if (event.data === 'flushed') {
                     clearTimeout(timer);
@@ -88,6 +102,7 @@ export function attachVoice(button, core, connection, { onError, onActive }) {
             };
             port.postMessage('flush');
         });
+        port.onmessage = previous;
         if (recording !== current)
             return;
         recording = null;
