@@ -81,14 +81,15 @@ std::int64_t stampOf(const QJsonValue& value) {
 }
 
 // What the page made of the touches, from its messages ([touches seen, x, y, when its frame
-// left] in order): the pixel each message takes the pointer to and when it left, and for each
-// touch the pixel of the first message that moves the pointer after taking it (or none), and how
-// long after its dispatch its message left.
+// left, how long the page took to send it] in order): the pixel each message takes the pointer to
+// and when it left, and for each touch the pixel of the first message that moves the pointer after
+// taking it (or none), and how long after its dispatch its message left.
 struct PageMoves {
     std::vector<int> pixels;
     std::vector<std::int64_t> leftAt;
     std::vector<int> targets;
     std::vector<double> toFrame;
+    std::vector<double> handling; // from the page's event to its message, for each message
 };
 
 bool readPageMoves(const QJsonArray& messages, const std::vector<std::int64_t>& sentAt, int x0,
@@ -96,6 +97,7 @@ bool readPageMoves(const QJsonArray& messages, const std::vector<std::int64_t>& 
     std::vector<int> seen;
     std::vector<std::int64_t> leftAt;
     std::vector<int> pixels; // of each message that moves the pointer
+    std::vector<double> handling;
     double x = x0;
     int last = x0;
     for (const auto& value : messages) {
@@ -112,12 +114,14 @@ bool readPageMoves(const QJsonArray& messages, const std::vector<std::int64_t>& 
         }
         seen.push_back(message.at(0).toInt());
         leftAt.push_back(left);
+        handling.push_back(message.at(4).toDouble());
         x += message.at(1).toDouble();
         const int pixel = static_cast<int>(std::lround(x));
         pixels.push_back(pixel == last ? kNoPixel : pixel);
         last = pixel;
     }
     moves = {};
+    moves.handling = std::move(handling);
     std::size_t carrier = 0;
     for (std::size_t i = 0; i < sentAt.size(); ++i) {
         while (carrier < seen.size() && seen[carrier] <= static_cast<int>(i))
@@ -255,6 +259,8 @@ int main(int argc, char** argv) {
     printRow("touch -> X pointer motion through the browser", browser, browserSummary);
     printRow("  touch -> its WebSocket frame leaves Chromium", {page.toFrame, 0},
              LatencySummary::of(page.toFrame));
+    printRow("    of which the page: event -> message sent", {page.handling, 0},
+             LatencySummary::of(page.handling));
     printRow("  frame -> X pointer motion (link, host, X)", afterPage,
              LatencySummary::of(afterPage.latencies));
     printRow("native: controller move -> X pointer motion", native, nativeSummary);

@@ -3,8 +3,8 @@
 // then sweeps right and left, each touch move dispatched through DevTools when it falls due.
 // Prints one JSON line: when each move was dispatched (process.hrtime, CLOCK_MONOTONIC on Linux,
 // in nanoseconds), each move message the page sent with the number of touch moves it had seen by
-// then and when DevTools saw its frame leave (the same clock), and the bytes and files the page
-// loaded.
+// then, when DevTools saw its frame leave (the same clock) and how long after the page was handed
+// the latest move it was sent (milliseconds), and the bytes and files the page loaded.
 //   node browser-touch.mjs --link LINK --moves N --interval MS --step PX --leg MOVES --rest MS
 import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -25,18 +25,22 @@ const [moves, interval, step, leg, rest] = ['moves', 'interval', 'step', 'leg', 
 function watchMoves() {
     const sent = [];
     let touches = 0;
+    let handedOver = 0;
     window.benchMoves = sent;
     const earliest = 'onpointerrawupdate' in window ? 'pointerrawupdate' : 'pointermove';
-    // A browser that has several moves waiting hands them over as one event.
+    // A browser that has several moves waiting hands them over as one event. This listener runs
+    // before the page's own, so it also notes when the page was handed the event.
     addEventListener(earliest, (event) => {
-        if (event.pointerType === 'touch')
-            touches += Math.max(1, event.getCoalescedEvents?.().length ?? 1);
+        if (event.pointerType !== 'touch')
+            return;
+        touches += Math.max(1, event.getCoalescedEvents?.().length ?? 1);
+        handedOver = performance.now();
     }, { capture: true, passive: true });
     window.benchTouches = () => touches;
     const send = WebSocket.prototype.send;
     WebSocket.prototype.send = function (data) {
         if (typeof data === 'string' && data.includes('"kind":"move"'))
-            sent.push([touches, data]);
+            sent.push([touches, data, performance.now() - handedOver]);
         return send.call(this, data);
     };
 }
@@ -82,9 +86,9 @@ try {
     await Promise.all(dispatched);
     await fingers(page, 'touchEnd', []);
     await sleep(300);
-    const messages = (await page.evaluate(() => window.benchMoves)).map(([touches, text], i) => {
+    const messages = (await page.evaluate(() => window.benchMoves)).map(([touches, text, handling], i) => {
         const message = JSON.parse(text);
-        return [touches, message.x ?? 0, message.y ?? 0, frames[i] ?? '0'];
+        return [touches, message.x ?? 0, message.y ?? 0, frames[i] ?? '0', handling];
     });
     const touches = await page.evaluate(() => window.benchTouches());
     console.log(JSON.stringify({ started: String(started), ended: String(now()), ...load, sent, touches, messages }));
