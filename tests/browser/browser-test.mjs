@@ -2,7 +2,8 @@
 // run's X server, Debian's chromium pairing from the link the program prints, touches sent
 // through DevTools, and what arrives judged on the X server (pointer position from xdotool,
 // button and wheel events on the root window from xev, typed text in a real text field).
-// Refusals are checked with a bare WebSocket client against the same host.
+// Refusals are checked with a bare WebSocket client against the same host; WebKit (WebKitGTK's
+// WebDriver) stands in for Safari.
 //   node browser-test.mjs --program QUILLVANE --controller CONTROLLER --text-field TEXT-FIELD --out FOLDER
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
@@ -15,6 +16,7 @@ import { after, before, test } from 'node:test';
 import { parseArgs } from 'node:util';
 import { connected, fingers as touchOf, launch, middle, openPage as open, pointer, sleep, stroke as strokeOf, waitFor } from './chromium.mjs';
 import WebSocket from 'ws';
+import { openWebKit } from './webkit.mjs';
 
 const { values: args } = parseArgs({
     options: { program: { type: 'string' }, controller: { type: 'string' }, 'text-field': { type: 'string' },
@@ -474,5 +476,25 @@ test('half-open TLS and WebSocket connections to the page\'s port do not keep th
         phone.kill();
         flood.forEach((c) => c.destroy());
         sockets.forEach((ws) => ws.terminate());
+    }
+});
+
+test('in WebKit, as in Safari, the page pairs, names the computer and moves the pointer', async () => {
+    const fresh = host.lines.findLast((l) => l.startsWith('Browser link: ')).slice('Browser link: '.length);
+    const webkit = await openWebKit(fresh);
+    try {
+        await waitFor(async () => (await webkit.run('return document.body.dataset.state')) === 'connected', 'WebKit to connect', 15000);
+        assert.deepEqual(await webkit.run(`return [document.getElementById('host').textContent,
+            document.getElementById('left').textContent]`), [hostname(), 'Left']);
+        // WebKitGTK paints a moment after the page changes; the picture is for a person to look at.
+        await waitFor(async () => /\d/.test(await webkit.run(`return document.getElementById('rtt').textContent`)), 'the round trip');
+        await sleep(1000);
+        await webkit.screenshot(join(args.out, 'page-webkit.png'));
+        execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
+        const before = pointer();
+        await webkit.stroke('#pad', -60, 12);
+        await waitFor(() => pointer().x > before.x + 20, 'the pointer to move from WebKit');
+    } finally {
+        await webkit.close();
     }
 });
