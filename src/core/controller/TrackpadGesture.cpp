@@ -57,21 +57,25 @@ void TrackpadGesture::setTime(double time, ControllerOutput& out) {
 
 void TrackpadGesture::touch(const TouchPoint& point, ControllerOutput& out) {
     advance(point.time, out);
+    // The finger's own time, which may lie a little behind the clock: a browser hands over the
+    // reports of a frame after its frame tick, and two of them would otherwise share the tick's
+    // time, the second moving no distance in no time (lost) and looking too soon to send.
+    const double sampled = std::isfinite(point.time) ? std::min(point.time, m_now) : m_now;
     const bool placed = std::isfinite(point.x) && std::isfinite(point.y);
     switch (point.phase) {
     case TouchPhase::began:
         if (placed && !finger(point.id) && m_fingers.size() < maximumFingers)
-            began(point, out);
+            began(point, sampled, out);
         break;
     case TouchPhase::moved:
         if (Finger* f = finger(point.id); f && placed)
-            moved(*f, {point.x, point.y}, out);
+            moved(*f, {point.x, point.y}, sampled, out);
         break;
     case TouchPhase::ended:
     case TouchPhase::cancelled:
         if (Finger* f = finger(point.id)) {
             if (placed)
-                moved(*f, {point.x, point.y}, out);
+                moved(*f, {point.x, point.y}, sampled, out);
             lifted(static_cast<std::size_t>(f - m_fingers.data()),
                    point.phase == TouchPhase::cancelled, out);
         }
@@ -80,9 +84,9 @@ void TrackpadGesture::touch(const TouchPoint& point, ControllerOutput& out) {
     m_moves.flushDue(m_now, out.messages);
 }
 
-void TrackpadGesture::began(const TouchPoint& point, ControllerOutput& out) {
+void TrackpadGesture::began(const TouchPoint& point, double sampled, ControllerOutput& out) {
     const TrackpadVector at{point.x, point.y};
-    m_fingers.push_back({point.id, at, at, m_now, m_now});
+    m_fingers.push_back({point.id, at, at, sampled, sampled});
     if (m_fingers.size() == 1) {
         m_sessionStart = m_now;
         m_firstLift.reset();
@@ -121,10 +125,11 @@ void TrackpadGesture::began(const TouchPoint& point, ControllerOutput& out) {
     m_mode = Mode::ignoring;
 }
 
-void TrackpadGesture::moved(Finger& f, TrackpadVector position, ControllerOutput& out) {
+void TrackpadGesture::moved(Finger& f, TrackpadVector position, double sampled,
+                            ControllerOutput& out) {
     const TrackpadVector delta = minus(position, f.last);
     f.last = position;
-    f.lastTime = m_now;
+    f.lastTime = sampled;
     if (std::hypot(position.x - f.start.x, position.y - f.start.y) > tapSlop)
         m_travelled = true;
 
@@ -136,11 +141,11 @@ void TrackpadGesture::moved(Finger& f, TrackpadVector position, ControllerOutput
             startPointing(f, true, out);
         break;
     case Mode::pointing:
-        point(delta, m_now, out);
+        point(delta, sampled, out);
         break;
     case Mode::dragging:
         if (&f == &m_fingers.front())
-            point(delta, m_now, out);
+            point(delta, sampled, out);
         break;
     case Mode::scrolling:
         if (m_fingers.size() == 2)
@@ -155,7 +160,7 @@ void TrackpadGesture::moved(Finger& f, TrackpadVector position, ControllerOutput
 void TrackpadGesture::point(TrackpadVector delta, double time, ControllerOutput& out) {
     if (delta.x == 0 && delta.y == 0)
         return;
-    m_moves.add(m_pointer.move(delta.x, delta.y, time, m_settings.acceleration), m_now);
+    m_moves.add(m_pointer.move(delta.x, delta.y, time, m_settings.acceleration), time);
     m_moves.flushDue(m_now, out.messages);
 }
 

@@ -33,8 +33,9 @@ public:
 
     // One finger report; what it causes is appended to `out`. Reports of unknown fingers, a
     // second `began` of a finger that is down and positions that are not finite are ignored;
-    // a time a little earlier than the last one counts as the last one, and one more than a
-    // second earlier starts a new clock (see restartClock).
+    // a time a little earlier than the last one counts as the last one for the recogniser's
+    // clock (the finger's speed and the batching of its moves keep the report's own), and one
+    // more than a second earlier starts a new clock (see restartClock).
     void touch(const TouchPoint& point, ControllerOutput& out);
     // The timed part: settles, clicks after the double-tap window, ends a drag after its grace,
     // coasts momentum and sends queued motion.
@@ -54,8 +55,8 @@ private:
         double lastTime = 0;
     };
 
-    void began(const TouchPoint& point, ControllerOutput& out);
-    void moved(Finger& finger, TrackpadVector position, ControllerOutput& out);
+    void began(const TouchPoint& point, double sampled, ControllerOutput& out);
+    void moved(Finger& finger, TrackpadVector position, double sampled, ControllerOutput& out);
     void lifted(std::size_t index, bool cancelled, ControllerOutput& out);
     void sessionEnded(ControllerOutput& out);
     void startPointing(const Finger& finger, bool drag, ControllerOutput& out);

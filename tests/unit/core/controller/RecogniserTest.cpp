@@ -121,27 +121,40 @@ TEST(Trackpad, pointingAcceleratesWithSpeedLosesNoSubPointMotionAndBatchesPerFra
     }
 }
 
-TEST(Trackpad, aReportHandedOverAfterTheFrameTickLeavesWithoutWaitingForTheNextTick) {
-    // As in a browser: each frame's tick runs first, then the touch the frame brought, stamped
-    // when the finger was sampled, before the tick's time.
-    TrackpadGesture gesture;
+TEST(Trackpad, reportsHandedOverAfterTheFrameTickLeaveAtOnceAndLoseNoTravel) {
+    // As in a browser: each frame's tick runs first, then the touches the frame brought, stamped
+    // when the finger was sampled, before the tick's time; every third frame brings two.
+    TrackpadGesture gesture(TrackpadSettings{0, true, true});
     ControllerOutput out;
     gesture.touch({1, 100, 400, 0, TouchPhase::began}, out);
+    double x = 100;
+    double sent = 0;
     int fromTicks = 0;
-    int fromTouches = 0;
+    int reports = 0;
+    int fromReports = 0;
     for (int frame = 1; frame <= 30; ++frame) {
         const double tick = frame / 60.0;
+        const bool settled = tick > 0.1;
         ControllerOutput ticked;
         gesture.advance(tick, ticked);
-        ControllerOutput touched;
-        gesture.touch({1, 100.0 + 5 * frame, 400, tick - 0.006, TouchPhase::moved}, touched);
-        if (tick < 0.1) // settling, then pointing
-            continue;
-        fromTicks += static_cast<int>(ticked.messages.size());
-        fromTouches += static_cast<int>(touched.messages.size());
+        std::vector<double> stamps{tick - 0.004};
+        if (frame % 3 == 0)
+            stamps.insert(stamps.begin(), tick - 0.014);
+        for (const double stamp : stamps) {
+            ControllerOutput touched;
+            gesture.touch({1, x += 5, 400, stamp, TouchPhase::moved}, touched);
+            for (const auto& message : touched.messages)
+                sent += message.x.value_or(0);
+            reports += settled;
+            fromReports += settled * static_cast<int>(touched.messages.size());
+        }
+        for (const auto& message : ticked.messages)
+            sent += message.x.value_or(0);
+        fromTicks += settled * static_cast<int>(ticked.messages.size());
     }
     EXPECT_EQ(fromTicks, 0);
-    EXPECT_EQ(fromTouches, 25);
+    EXPECT_EQ(fromReports, reports);
+    EXPECT_NEAR(sent, x - 100, 1e-9);
 }
 
 TEST(Trackpad, scrollPhasesRunInOrderAndAFlickCoastsUntilItStopsOrIsTouched) {
