@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <regex>
 #include <string>
 #include <thread>
@@ -114,6 +115,11 @@ public:
     bool lastAt(int x, int y) {
         const std::lock_guard lock(m_mutex);
         return !m_motions.empty() && m_motions.back().x == x && m_motions.back().y == y;
+    }
+
+    std::optional<Motion> last() {
+        const std::lock_guard lock(m_mutex);
+        return m_motions.empty() ? std::nullopt : std::optional(m_motions.back());
     }
 
     bool entered() const { return m_entered; }
@@ -270,11 +276,16 @@ int main(int argc, char** argv) {
                 result = failWith("the controller did not bind");
             } else {
                 client.startHeartbeats();
-                // The host homes its pointer into the corner with its first move; this one
-                // carries it to the start of the sweep, where wev has it.
-                client.send(TrackpadMoveBatch::messages(
-                                std::vector<TrackpadVector>{{double(kX0), double(kY0)}})
-                                .front());
+                // The host moves the pointer on from wherever it is: a first step shows wev
+                // where that is, and a second carries it to the start of the sweep.
+                const auto moveBy = [&](double dx, double dy) {
+                    client.send(
+                        TrackpadMoveBatch::messages(std::vector<TrackpadVector>{{dx, dy}}).front());
+                };
+                moveBy(1, 0);
+                waitUntil([&] { return wev.last().has_value(); }, 5s);
+                const auto from = wev.last().value_or(MoveSweep::Motion{0, kX0, kY0});
+                moveBy(kX0 - from.x, kY0 - from.y);
                 waitUntil([&] { return wev.lastAt(kX0, kY0); }, 5s);
                 std::printf("bench_input_latency_sway: headless sway, wev filling its output\n");
                 std::printf("bench_input_latency_sway: %.0f moves/s for %d s per run, one sample "
