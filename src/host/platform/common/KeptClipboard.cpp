@@ -92,6 +92,9 @@ void KeptClipboard::set(const Content& content, bool isPaste) {
 void KeptClipboard::userSelected() {
     m_selectionIsOurs = false;
     m_restored.clear();
+    // What the user copies now is newer than what was kept before the paste: restoring that would
+    // overwrite it.
+    m_kept.reset();
 }
 
 void KeptClipboard::serve(const std::string& type, int fd, bool countsAsPaste,
