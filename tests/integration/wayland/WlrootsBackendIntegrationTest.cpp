@@ -84,44 +84,6 @@ protected:
     std::unique_ptr<InputBackend> m_backend;
 };
 
-// The pointer moves on from wherever it is, by exactly the motion given; sway stops it at the
-// output's edge.
-TEST_F(WlrootsBackendTest, pointerMovesClicksAndScrollsWithTheGestureEnded) {
-    EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
-    m_backend->moveBy({10, 5});
-    m_backend->moveBy({5000, -20});
-    m_backend->moveBy({-23, 0});
-    m_backend->mouse({MouseEventType::leftDown, {}, 1});
-    m_backend->mouse({MouseEventType::leftUp, {}, 1});
-    m_backend->scroll({.wheel1 = 30, .phase = ScrollEvent::Phase::began});
-    m_backend->scroll({.wheel1 = 10, .phase = ScrollEvent::Phase::changed});
-    m_backend->scroll({.phase = ScrollEvent::Phase::ended});
-    m_backend->flush();
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
-        return WevRecorder::hasEvent(events, "wl_pointer", "axis_stop");
-    })) << "the scroll never ended; wev saw:\n" << described(m_wev->events());
-    const Events events = m_wev->events();
-
-    const auto motions = named(events, "motion");
-    ASSERT_EQ(motions.size(), 3u);
-    EXPECT_EQ(motions[0].position(), std::pair(522.0, 389.0));
-    EXPECT_EQ(motions[1].position(), std::pair(1023.0, 369.0));
-    EXPECT_EQ(motions[2].position(), std::pair(1000.0, 369.0));
-
-    EXPECT_TRUE(testing_support::isOneLeftClick(events));
-
-    // Down the page is positive on Wayland, where a Mac's positive pixels move the view up.
-    const auto axes = named(events, "axis");
-    ASSERT_EQ(axes.size(), 2u);
-    EXPECT_EQ(axes[0].number("axis"), 0);
-    EXPECT_EQ(axes[0].number("value"), -30);
-    EXPECT_EQ(axes[1].number("value"), -10);
-    const auto sources = named(events, "axis_source");
-    ASSERT_FALSE(sources.empty());
-    EXPECT_NE(sources[0].fields.find("finger"), std::string::npos) << sources[0].fields;
-    EXPECT_EQ(named(events, "axis_stop").front().number("axis"), 0);
-}
-
 // A compositor that goes away takes what our devices held with it: the host's issue says input
 // stopped and no drag is believed held; once a compositor answers on the same socket, input
 // posts again and the issue goes.
@@ -150,9 +112,11 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
 
 // quillvane-controller, run as a process, drives a host session whose InputController posts
 // through this backend: moves, clicks, scrolls, keys and text of any script reach the window (keys
-// after the text under the seat's keymap again), moves continuing from wherever the pointer is;
-// when the controller dies or the program stops with a button or key down, it is let go.
+// after the text under the seat's keymap again), moves continuing from wherever the pointer is by
+// exactly the motion given, which sway stops at the output's edge; when the controller dies or the
+// program stops with a button or key down, it is let go.
 TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
+    EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     auto session = std::make_unique<BackendHost>(*m_backend);
     ASSERT_TRUE(session->startController()) << session->controllerOutput();
 
@@ -162,6 +126,7 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     const Events first = m_wev->events();
     placePointer(300, 200);
     session->send("move 30 10");
+    session->send("move 2000 0");
     session->send("click");
     session->send("scroll 0 12 began");
     session->send("scroll 0 0 ended");
@@ -182,9 +147,21 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     })) << "wev saw:\n" << described(m_wev->events());
     const Events events = m_wev->events();
     EXPECT_EQ(named(first, "motion").front().position(), std::pair(552.0, 364.0));
-    EXPECT_EQ(named(events, "motion").front().position(), std::pair(330.0, 210.0));
-    EXPECT_EQ(named(events, "button").size(), 2u);
-    EXPECT_TRUE(WevRecorder::hasEvent(events, "wl_pointer", "axis_stop"));
+    const auto motions = named(events, "motion");
+    ASSERT_GE(motions.size(), 2u) << described(events);
+    EXPECT_EQ(motions[0].position(), std::pair(330.0, 210.0));
+    EXPECT_EQ(motions[1].position(), std::pair(1023.0, 210.0));
+    EXPECT_TRUE(testing_support::isOneLeftClick(events));
+    // Down the page is positive on Wayland, where a Mac's positive pixels move the view up; the
+    // gesture's end stops the finger-sourced axis.
+    const auto axes = named(events, "axis");
+    const auto sources = named(events, "axis_source");
+    const auto stops = named(events, "axis_stop");
+    ASSERT_FALSE(axes.empty() || sources.empty() || stops.empty()) << described(events);
+    EXPECT_EQ(axes[0].number("axis"), 0);
+    EXPECT_LT(*axes[0].number("value"), 0);
+    EXPECT_NE(sources[0].fields.find("finger"), std::string::npos);
+    EXPECT_EQ(stops[0].number("axis"), 0);
     const auto changes = keyChanges(events);
     EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
               (std::vector<std::string>{"+29", "+42", "+44", "-44", "-42", "-29"}));
@@ -204,23 +181,10 @@ TEST_F(WlrootsBackendTest, chosenUnderSway) {
     EXPECT_EQ(testing_support::backendChosenWithoutX(), "wlroots");
 }
 
-// Without a compositor of ours: X alone is posted to through XTest; a Wayland session whose
-// compositor offers nothing (here none answers) gets an explanation that names the ways out.
-TEST(WaylandBackendSelection, xAloneOrNothingGetsXTestOrTheReason) {
+// Without a compositor of ours, X alone is posted to through XTest.
+TEST(WaylandBackendSelection, xAloneGetsXTest) {
     unsetenv("WAYLAND_DISPLAY");
     EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "x11");
-
-    const std::string savedDisplay = std::getenv("DISPLAY");
-    unsetenv("DISPLAY");
-    setenv("WAYLAND_DISPLAY", "no-compositor-here", 1);
-    const auto none = chooseInputBackend(compiledInputBackends(), "");
-    setenv("DISPLAY", savedDisplay.c_str(), 1);
-    unsetenv("WAYLAND_DISPLAY");
-    EXPECT_EQ(none->name(), "none");
-    EXPECT_FALSE(none->canPost());
-    const std::string reason = none->unavailableReason();
-    EXPECT_TRUE(reason.starts_with("这个 Wayland 桌面没有可以发送输入的接口")) << reason;
-    EXPECT_NE(reason.find("/dev/uinput"), std::string::npos) << reason;
 }
 
 } // namespace

@@ -269,6 +269,10 @@ TEST_F(Session, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) {
     EXPECT_FALSE(control->last(Kind::failure));
     control->deliver(move);
     EXPECT_EQ(calls("move"), 1u);
+    // The next utterance taps the shortcut where the user chose that.
+    m_hostSettings.setShortcutMode(VoiceShortcutMode::toggle);
+    control->deliver(withSession(Kind::voiceBegin));
+    EXPECT_EQ(calls("beginShortcut code=49 modifiers=0xc0000 mode=toggle"), 1u);
 }
 
 TEST_F(Session, aBrokenUtteranceFailsWithItsSessionAndLatePacketsAreDropped) {
