@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
-
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include "platform/common/ClipboardTextRoute.h"
+#include "support/EventWait.h"
 
 using namespace quillvane;
 using Lines = std::vector<std::string>;
@@ -32,12 +31,8 @@ private:
     Lines& m_log;
 };
 
-void waitFor(int ms) {
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-}
+// The route's timers run while the event loop does.
+void waitFor(int ms) { testing_support::runFor(std::chrono::milliseconds(ms)); }
 
 } // namespace
 
