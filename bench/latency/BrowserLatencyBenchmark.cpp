@@ -70,12 +70,6 @@ int failWith(const std::string& reason) {
     return 1;
 }
 
-std::int64_t nanosecondsNow() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 std::int64_t stampOf(const QJsonValue& value) {
     return value.toString().toLongLong();
 }
@@ -210,10 +204,10 @@ int main(int argc, char** argv) {
                        QString::number(kIntervalMs), QStringLiteral("--step"),
                        QString::number(kStep), QStringLiteral("--leg"), QString::number(kLeg),
                        QStringLiteral("--rest"), QString::number(kRestMs)});
-    const std::int64_t spawned = nanosecondsNow();
+    const std::int64_t spawned = MoveSweep::now();
     node.start();
     waitUntil([&] { return node.state() == QProcess::NotRunning; }, 120s);
-    const std::int64_t finished = nanosecondsNow();
+    const std::int64_t finished = MoveSweep::now();
     const std::vector<MoveSweep::Motion> motions = observer.take();
     observer.stop();
     host.stop();

@@ -9,9 +9,7 @@
 
 #include <QCoreApplication>
 
-#include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -20,6 +18,7 @@
 
 #include "support/EventWait.h"
 #include "HostProcess.h"
+#include "LatencySummary.h"
 #include "MotionObserver.h"
 #include "MoveSweep.h"
 #include "PointerSweep.h"
@@ -62,27 +61,7 @@ int runSeconds() {
 
 using Run = MoveSweep::Run;
 
-// The smallest value with at least `fraction` of the sorted set at or below it.
-double percentile(const std::vector<double>& sorted, double fraction) {
-    const auto rank =
-        static_cast<std::size_t>(std::ceil(fraction * static_cast<double>(sorted.size())));
-    return sorted[std::clamp<std::size_t>(rank, 1, sorted.size()) - 1];
-}
-
-struct Figures {
-    double p50 = 0;
-    double p99 = 0;
-    double p999 = 0;
-    double max = 0;
-};
-
-Figures figuresOf(std::vector<double> latencies) {
-    std::sort(latencies.begin(), latencies.end());
-    return {percentile(latencies, 0.5), percentile(latencies, 0.99), percentile(latencies, 0.999),
-            latencies.back()};
-}
-
-void printRow(const char* name, const Run& run, const Figures& figures) {
+void printRow(const char* name, const Run& run, const LatencySummary& figures) {
     std::printf("  %-30s %6zu %8.3f %8.3f %8.3f %8.3f %9d\n", name, run.latencies.size(),
                 figures.p50, figures.p99, figures.p999, figures.max, run.unmatched);
 }
@@ -155,8 +134,8 @@ int main(int argc, char** argv) {
                         (floor.latencies.empty() ? "floor" : "link") +
                         " run: the observer saw nothing, or the host could not post");
 
-    const Figures linkFigures = figuresOf(link.latencies);
-    const Figures floorFigures = figuresOf(floor.latencies);
+    const LatencySummary linkFigures = LatencySummary::of(link.latencies);
+    const LatencySummary floorFigures = LatencySummary::of(floor.latencies);
     const double aboveFloor = linkFigures.p99 - floorFigures.p99;
     std::printf("  %-30s %6s %8s %8s %8s %8s %9s\n", "latency (ms)", "moves", "p50", "p99", "p99.9",
                 "max", "unmatched");

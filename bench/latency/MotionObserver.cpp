@@ -1,7 +1,5 @@
 #include "MotionObserver.h"
 
-#include <chrono>
-
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <poll.h>
@@ -63,11 +61,10 @@ void MotionObserver::watch() {
         while (XPending(m_display) > 0) {
             XEvent event;
             XNextEvent(m_display, &event);
-            const auto now = std::chrono::steady_clock::now().time_since_epoch();
+            const std::int64_t now = MoveSweep::now();
             if (event.type != MotionNotify)
                 continue;
-            const Motion motion{std::chrono::duration_cast<std::chrono::nanoseconds>(now).count(),
-                                event.xmotion.x_root, event.xmotion.y_root};
+            const Motion motion{now, event.xmotion.x_root, event.xmotion.y_root};
             {
                 const std::lock_guard lock(m_mutex);
                 m_motions.push_back(motion);

@@ -18,12 +18,6 @@ using namespace std::chrono_literals;
 // How far past a move's own motion a match may look, should one ever go missing.
 constexpr std::size_t kMatchWindow = 16;
 
-std::int64_t nanosecondsNow() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 } // namespace
 
 void PointerSweep::place(MotionObserver& observer, XTestPointer& pointer, int x, int y) {
@@ -41,7 +35,7 @@ MoveSweep::Run PointerSweep::run(MotionObserver& observer, XTestPointer& pointer
         xs[static_cast<std::size_t>(i)] = x += stepOf(i);
     std::vector<std::int64_t> sentAt(static_cast<std::size_t>(count));
     MoveSweep::pace(count, perSecond, [&](int i) {
-        sentAt[static_cast<std::size_t>(i)] = nanosecondsNow();
+        sentAt[static_cast<std::size_t>(i)] = MoveSweep::now();
         post(i, xs[static_cast<std::size_t>(i)], y0);
     });
     waitUntil([&] { return observer.lastAt(xs.back(), y0); }, 2s);

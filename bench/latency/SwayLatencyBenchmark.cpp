@@ -42,7 +42,6 @@ using namespace quillvane;
 using namespace quillvane::bench;
 using namespace quillvane::testing_support;
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -64,11 +63,6 @@ constexpr double kTargetAboveFloor = 2;
 int failWith(const std::string& reason) {
     std::fprintf(stderr, "bench_input_latency_sway: %s\n", reason.c_str());
     return 1;
-}
-
-std::int64_t nanosecondsNow() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch())
-        .count();
 }
 
 int stepOf(int i) {
@@ -131,7 +125,7 @@ private:
         char buffer[4096];
         ssize_t n = 0;
         while ((n = ::read(m_fd, buffer, sizeof buffer)) > 0) {
-            const std::int64_t at = nanosecondsNow();
+            const std::int64_t at = MoveSweep::now();
             partial.append(buffer, static_cast<std::size_t>(n));
             std::size_t newline = 0;
             while ((newline = partial.find('\n')) != std::string::npos) {
@@ -216,7 +210,7 @@ Run measure(WevMotions& wev, int count, const std::function<void(int, int)>& pos
         xs[static_cast<std::size_t>(i)] = x += stepOf(i);
     std::vector<std::int64_t> sentAt(static_cast<std::size_t>(count));
     MoveSweep::pace(count, kMovesPerSecond, [&](int i) {
-        sentAt[static_cast<std::size_t>(i)] = nanosecondsNow();
+        sentAt[static_cast<std::size_t>(i)] = MoveSweep::now();
         post(i, stepOf(i));
     });
     waitUntil([&] { return wev.lastAt(xs.back(), kY0); }, 2s);

@@ -24,6 +24,7 @@ LatencySummary LatencySummary::of(std::vector<double> milliseconds) {
     summary.count = milliseconds.size();
     summary.p50 = percentile(milliseconds, 0.50);
     summary.p99 = percentile(milliseconds, 0.99);
+    summary.p999 = percentile(milliseconds, 0.999);
     summary.mean = std::accumulate(milliseconds.begin(), milliseconds.end(), 0.0) /
                    static_cast<double>(milliseconds.size());
     summary.max = milliseconds.back();

@@ -10,6 +10,7 @@ struct LatencySummary {
     std::size_t count = 0;
     double p50 = 0;
     double p99 = 0;
+    double p999 = 0;
     double mean = 0;
     double max = 0;
 

@@ -10,6 +10,12 @@
 
 namespace quillvane::bench {
 
+std::int64_t MoveSweep::now() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
 using namespace testing_support;
 
 using namespace std::chrono_literals;

@@ -20,6 +20,9 @@ struct MoveSweep {
         int unmatched = 0;
     };
 
+    // Now on the steady clock (CLOCK_MONOTONIC), in nanoseconds: the clock of every stamp here.
+    static std::int64_t now();
+
     // Calls `post(i)` for moves 0 to count - 1 at `perSecond`, from the event loop, so heartbeats
     // and socket writes go on in between. A late wake-up posts every move that fell due, as a
     // phone's queued touches would.
