@@ -18,22 +18,33 @@ export function attachVoice(button, core, connection, { onError, onActive }) {
             connection.sendAudio(message);
     };
     const prepare = () => {
-        graph ??= (async () => {
-            const context = new AudioContext();
-            await context.audioWorklet.addModule('capture-worklet.js');
-            const node = new AudioWorkletNode(context, 'quillvane-capture', { numberOfOutputs: 0 });
-            node.port.onmessage = (event) => {
-                if (!recording || !(event.data instanceof Float32Array))
-                    return;
+        if (!graph) {
+            graph = (async () => {
+                const context = new AudioContext();
                 try {
-                    sendAll(core.voice.append(event.data));
+                    await context.audioWorklet.addModule('capture-worklet.js');
+                    const node = new AudioWorkletNode(context, 'quillvane-capture', { numberOfOutputs: 0 });
+                    node.port.onmessage = (event) => {
+                        if (!recording || !(event.data instanceof Float32Array))
+                            return;
+                        try {
+                            sendAll(core.voice.append(event.data));
+                        } catch (error) {
+                            fail(error.message);
+                        }
+                    };
+                    return { context, node };
                 } catch (error) {
-                    fail(error.message);
+                    context.close().catch(() => {});
+                    throw error;
                 }
-            };
-            return { context, node };
-        })();
-        graph.then(({ context }) => context.resume()).catch(() => {});
+            })();
+            // A graph that could not be made is made again at the next press.
+            graph.catch(() => {
+                graph = null;
+            });
+        }
+        graph.then(({ context }) => context.resume(), () => {}).catch(() => {});
         return graph;
     };
     const release = async (current) => {
@@ -65,7 +76,7 @@ export function attachVoice(button, core, connection, { onError, onActive }) {
                 audio: { channelCount: 1, echoCancellation: false, noiseSuppression: false, autoGainControl: false },
             });
         } catch (error) {
-            graph = null;
+            // A refused microphone leaves the graph for the next press.
             onError('无法使用麦克风', error.message);
             return;
         }
