@@ -6,11 +6,17 @@
 // `pointerrawupdate`, which it hands over as soon as a move arrives; `touchmove` and `pointermove`
 // wait for the next animation frame, a frame's worth of lag the pointer on the screen would show.
 // Touch listeners stay, not passive, only so the page never scrolls or zooms under the fingers.
+//
+// The fingers land on a canvas with a low-latency ("desynchronized") context, drawn on never: a
+// finger going down on such a canvas has Chromium hand over every move as it arrives until the
+// finger lifts, rather than once per frame, and on Android it asks the system for the same
+// (unbuffered dispatch) — the touch panel's own rate instead of the display's.
 
 const phases = { pointerdown: 'began', pointerup: 'ended', pointercancel: 'cancelled' };
 const move = 'onpointerrawupdate' in window ? 'pointerrawupdate' : 'pointermove';
 
 export function attachTrackpad(surface, core, emit, wake) {
+    surface.querySelector('canvas')?.getContext('2d', { desynchronized: true });
     const report = (event, phase) => {
         // A mouse on a desktop browser is not a finger.
         if (event.pointerType === 'mouse')
