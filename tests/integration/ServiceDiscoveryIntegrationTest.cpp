@@ -82,29 +82,9 @@ protected:
     QString m_failure;
 };
 
-TEST_F(ServiceDiscoveryIntegration, avahiBrowseListsTheIdAsNameAndInTheTxt) {
-    const QString id = publish(45678);
-    EXPECT_EQ(m_registered.back(), id);
-    const auto found = waitForBrowsed(id);
-    ASSERT_TRUE(found);
-    EXPECT_EQ(found->port, 45678);
-    EXPECT_EQ(found->address, QStringLiteral("127.0.0.1"));
-    // Exactly these two strings, in either order.
-    EXPECT_EQ(found->txt.count(QLatin1Char('"')), 4) << found->txt.toStdString();
-    EXPECT_TRUE(found->txt.contains(QStringLiteral("\"id=%1\"").arg(id)));
-    EXPECT_TRUE(found->txt.contains(QStringLiteral("\"version=1\"")));
-}
-
-TEST_F(ServiceDiscoveryIntegration, publishingANewIdReplacesTheOldName) {
-    const QString oldId = publish(40001);
-    ASSERT_TRUE(waitForBrowsed(oldId));
-    const QString newId = publish(40002);
-    EXPECT_EQ(m_registered.back(), newId);
-    EXPECT_TRUE(waitForBrowsed(newId));
-    EXPECT_FALSE(waitForBrowsed(oldId, false)) << "the revoked id is still advertised";
-}
-
-TEST_F(ServiceDiscoveryIntegration, serviceBrowserFindsWhatIsPublishedUntilWithdrawn) {
+// One advertiser publishes an id, then a new one in its place, then withdraws: avahi-browse and
+// our own ServiceBrowser see each step.
+TEST_F(ServiceDiscoveryIntegration, theIdIsListedAsNameAndInTheTxtUntilReplacedOrWithdrawn) {
     std::map<QString, DiscoveredService> found;
     std::vector<QString> removed;
     ServiceBrowser browser;
@@ -114,19 +94,34 @@ TEST_F(ServiceDiscoveryIntegration, serviceBrowserFindsWhatIsPublishedUntilWithd
                      [&](const QString& name) { removed.push_back(name); });
     browser.start();
 
-    const QString id = publish(40006);
+    const QString id = publish(45678);
+    EXPECT_EQ(m_registered.back(), id);
+    const auto browsed = waitForBrowsed(id);
+    ASSERT_TRUE(browsed);
+    EXPECT_EQ(browsed->port, 45678);
+    EXPECT_EQ(browsed->address, QStringLiteral("127.0.0.1"));
+    // Exactly these two strings, in either order.
+    EXPECT_EQ(browsed->txt.count(QLatin1Char('"')), 4) << browsed->txt.toStdString();
+    EXPECT_TRUE(browsed->txt.contains(QStringLiteral("\"id=%1\"").arg(id)));
+    EXPECT_TRUE(browsed->txt.contains(QStringLiteral("\"version=1\"")));
+
     ASSERT_TRUE(waitUntil([&] { return found.contains(id); }));
     const DiscoveredService& service = found.at(id);
-    EXPECT_EQ(service.port, 40006);
+    EXPECT_EQ(service.port, 45678);
     EXPECT_EQ(service.address, QHostAddress(QHostAddress::LocalHost));
     EXPECT_EQ(service.txt.toStrings(),
               (std::vector<std::string>{"id=" + id.toStdString(), "version=1"}));
     EXPECT_TRUE(ServiceDiscovery::matches(service.name.toStdString(), &service.txt,
                                           *Uuid::parse(id.toStdString())));
 
+    const QString newId = publish(40002);
+    EXPECT_EQ(m_registered.back(), newId);
+    EXPECT_TRUE(waitForBrowsed(newId));
+    EXPECT_FALSE(waitForBrowsed(id, false)) << "the replaced id is still advertised";
+
     m_advertiser.withdraw();
-    EXPECT_TRUE(waitUntil([&] { return std::ranges::count(removed, id) == 1; }));
-    EXPECT_FALSE(waitForBrowsed(id, false)) << "a withdrawn service is still advertised";
+    EXPECT_TRUE(waitUntil([&] { return std::ranges::count(removed, newId) == 1; }));
+    EXPECT_FALSE(waitForBrowsed(newId, false)) << "a withdrawn service is still advertised";
 }
 
 } // namespace

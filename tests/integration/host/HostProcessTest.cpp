@@ -1,13 +1,10 @@
 // The quillvane program and quillvane-controller as a user runs them: the host prints its port and
 // pairing link, the controller finds it by DNS-SD and binds, and SIGTERM stops the host cleanly.
 
-#include <gtest/gtest.h>
-
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include "support/EventWait.h"
+#include "integration/IntegrationTest.h"
 
 namespace {
 
@@ -15,14 +12,8 @@ constexpr int kGenerousMs = 20'000;
 
 QString binary(const char* name) { return QStringLiteral(QUILLVANE_BIN_DIR "/") + QLatin1String(name); }
 
-class HostProcess : public testing::Test {
+class HostProcess : public quillvane::testing_support::IntegrationTest {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(qEnvironmentVariableIsSet("QUILLVANE_TEST_ENV"))
-            << "run under scripts/test-env: these tests need its Avahi and buses";
-        ASSERT_TRUE(m_dir.isValid());
-    }
-
     QProcessEnvironment environment() const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_dir.filePath(QStringLiteral("config")));

@@ -20,8 +20,6 @@ protected:
         HostFixture::SetUp();
         startHost();
     }
-
-    bool recorded(const std::string& prefix) const { return inputCalls(prefix) > 0; }
 };
 
 } // namespace
@@ -36,7 +34,8 @@ TEST_F(HostSession, aPhoneBindsOverTlsDictatesAndIsDroppedWhenAChannelCloses) {
     phone.control().send(move);
     EXPECT_TRUE(testing_support::waitUntil([&] { return recorded("move samples=1"); }, kGenerousMs));
 
-    // An utterance over both channels is played out and answered.
+    // An utterance begun and then abandoned by a setting changed meanwhile, which names it; the
+    // setting is stored. (Utterances played to the end are the voice test's.)
     m_host->setPrepDelay(0.05);
     WireMessage begin(Kind::voiceBegin);
     begin.session = randomUuid();
@@ -44,19 +43,6 @@ TEST_F(HostSession, aPhoneBindsOverTlsDictatesAndIsDroppedWhenAChannelCloses) {
     ASSERT_TRUE(phone.await(phone.control(), Kind::voiceReady));
     EXPECT_TRUE(m_host->speaking());
     EXPECT_EQ(m_host->status(), QStringLiteral("正在接收手机语音"));
-    phone.audio().send(audioPacket(*begin.session, 0, 4'800));
-    WireMessage end(Kind::voiceEnd);
-    end.session = begin.session;
-    end.sequence = 0;
-    phone.audio().send(end);
-    ASSERT_TRUE(phone.await(phone.control(), Kind::voiceDone));
-    EXPECT_FALSE(m_host->speaking());
-    EXPECT_EQ(m_host->status(), QStringLiteral("手机已连接"));
-
-    // A setting changed meanwhile abandons the next utterance, naming it, and is stored.
-    begin.session = randomUuid();
-    phone.control().send(begin);
-    ASSERT_TRUE(phone.await(phone.control(), Kind::voiceReady, 1));
     m_host->setHotkeyCode(50);
     const auto failure = phone.await(phone.control(), Kind::failure);
     ASSERT_TRUE(failure);
@@ -77,11 +63,9 @@ TEST_F(HostSession, aPhoneBindsOverTlsDictatesAndIsDroppedWhenAChannelCloses) {
 namespace {
 
 QString browse() {
-    QProcess avahi;
-    avahi.start(QStringLiteral("avahi-browse"),
-                {QStringLiteral("-rpt"), QStringLiteral("_quillvane._tcp")});
-    avahi.waitForFinished(kGenerousMs);
-    return QString::fromUtf8(avahi.readAllStandardOutput());
+    return testing_support::runTool(QStringLiteral("avahi-browse"),
+                                    {QStringLiteral("-rpt"), QStringLiteral("_quillvane._tcp")})
+        .output;
 }
 
 bool advertised(const Uuid& id) {

@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
 #include "fakes/RecordingInput.h"
 #include "fakes/TestHost.h"
+#include "integration/IntegrationTest.h"
 #include "support/EventWait.h"
 #include "support/PhoneClient.h"
 
@@ -18,15 +20,18 @@ inline constexpr int kGenerousMs = 20'000;
 
 // A real host session on loopback with recording input and audio, its key in a private file
 // store and its settings in a private file.
-class HostFixture : public testing::Test {
+class HostFixture : public testing_support::IntegrationTest {
 protected:
     void makeHost() { m_host = &m_test.make(); }
     void startHost() {
         makeHost();
         ASSERT_TRUE(m_test.start()) << m_host->issue().toStdString();
     }
-    // How many input calls so far begin with `prefix`.
-    std::size_t inputCalls(const std::string& prefix) const;
+    // Whether an input call so far begins with `prefix`.
+    bool recorded(const std::string& prefix) const {
+        return std::ranges::any_of(m_input.calls(),
+                                   [&](const std::string& call) { return call.starts_with(prefix); });
+    }
 
     RecordingInput m_input;
     TestHost m_test{m_input};
@@ -34,7 +39,5 @@ protected:
 };
 
 using testing_support::PhoneClient;
-
-WireMessage audioPacket(const Uuid& session, std::int64_t sequence, std::size_t samples);
 
 } // namespace quillvane::test

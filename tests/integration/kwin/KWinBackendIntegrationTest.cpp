@@ -67,7 +67,7 @@ protected:
 
 // The pointer moves on from wherever the user's mouse (a second fake input device) left it, by
 // exactly the motion given.
-TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
+TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderItAndNothingStaysHeld) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     auto mouse = makeKWinBackend();
     mouse->moveBy({-40, 30});
@@ -100,14 +100,13 @@ TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderIt) {
     EXPECT_EQ(axes[1].number("axis"), 1);
     EXPECT_EQ(axes[1].number("value"), 20);
 
-    // A button still down when the program stops is let go.
+    // Nothing stays held when a controller dies, or when the program stops with a button down.
+    {
+        testing_support::BackendHost session(*m_backend);
+        EXPECT_TRUE(testing_support::controllerDeathLetsGo(
+            session, [&] { return testing_support::heldAfter(m_wev->events()); }));
+    }
     EXPECT_TRUE(testing_support::stoppingTheBackendLetsGo(m_backend, *m_wev));
-}
-
-TEST_F(KWinBackendTest, aDyingControllerLeavesNothingHeld) {
-    testing_support::BackendHost session(*m_backend);
-    EXPECT_TRUE(testing_support::controllerDeathLetsGo(
-        session, [&] { return testing_support::heldAfter(m_wev->events()); }));
 }
 
 TEST_F(KWinBackendTest, keysKeepTheirPositionAndTextTypesThroughTheCompositorsKeymap) {

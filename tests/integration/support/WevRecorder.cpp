@@ -55,10 +55,6 @@ WevRecorder::~WevRecorder() {
     m_process->waitForFinished();
 }
 
-bool WevRecorder::started() const {
-    return m_process->state() != QProcess::NotRunning;
-}
-
 void WevRecorder::readOutput() {
     m_partial += m_process->readAllStandardOutput().toStdString();
     static const std::regex head(R"(^\[(\d+): *([a-z_0-9]+)\] ([a-z_]+):? ?(.*)$)");

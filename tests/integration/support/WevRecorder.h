@@ -40,7 +40,6 @@ public:
     explicit WevRecorder(const std::string& waylandSocket);
     ~WevRecorder();
 
-    bool started() const;
     // Runs the event loop until wev reports `condition` over its events, or the time is up.
     bool waitFor(const std::function<bool(const std::vector<WevEvent>&)>& condition,
                  int timeoutMs = 10000);

@@ -177,14 +177,11 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_TRUE(stoppingTheBackendLetsGo(m_backend, *m_wev));
 }
 
-// Chosen where sway is the session's compositor and there is no X server.
-TEST_F(WlrootsBackendTest, chosenUnderSway) {
+// Chosen where sway is the session's compositor and there is no X server; without a compositor
+// of ours, X alone is posted to through XTest.
+TEST_F(WlrootsBackendTest, chosenUnderSwayAndXTestWithoutIt) {
     m_backend.reset();
     EXPECT_EQ(testing_support::backendChosenWithoutX(), "wlroots");
-}
-
-// Without a compositor of ours, X alone is posted to through XTest.
-TEST(WaylandBackendSelection, xAloneGetsXTest) {
     unsetenv("WAYLAND_DISPLAY");
     EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "x11");
 }

@@ -1,23 +1,30 @@
-// What the X11 backend does that the end-to-end input tests do not show: scroll amounts below a
-// wheel step, typed text whatever modifiers are held, the keymap it borrows, and why it cannot
-// post without a server. Judged by a second client of the X server.
+// The X11 backend against the two-head X server of scripts/test-env, judged by a second client of
+// the server: the server's pointer, buttons and keys, and the events a test window receives. First
+// the phone's input from end to end (quillvane-controller, run as a process, driving a host
+// session whose InputController posts through the backend), then what the backend does that those
+// do not show: scroll amounts below a wheel step, typed text whatever modifiers are held, the
+// keymap it borrows, and why it cannot post without a server.
 
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "integration/IntegrationTest.h"
+#include "integration/support/BackendHost.h"
 #include "integration/support/X11TestClient.h"
-
-#include <X11/Xlib.h>
 
 #include "platform/x11/X11Backend.h"
 #include "protocol/Unicode.h"
 
+// Last: its macros would break the Qt headers above.
+#include <X11/Xlib.h>
+
 namespace quillvane {
 namespace {
 
+using testing_support::BackendHost;
 using testing_support::waitUntil;
 using testing_support::X11TestClient;
 using Strings = std::vector<std::string>;
@@ -40,6 +47,96 @@ protected:
     X11TestClient m_client;
     std::unique_ptr<InputBackend> m_backend;
 };
+
+class InputSession : public X11BackendTest {
+protected:
+    void SetUp() override {
+        ASSERT_NO_FATAL_FAILURE(X11BackendTest::SetUp());
+        m_session.emplace(*m_backend);
+        ASSERT_TRUE(m_session->startController()) << m_session->controllerOutput();
+    }
+
+    void TearDown() override {
+        m_session.reset();
+        X11BackendTest::TearDown();
+    }
+
+    void send(const std::string& line) { m_session->send(line); }
+
+    bool nothingMore() { return m_client.events(1, 300).empty(); }
+
+    std::optional<BackendHost> m_session;
+};
+
+TEST_F(InputSession, movesCrossBothHeadsAndStopOnePointInside) {
+    m_client.warpPointer(400, 300);
+    send("move 300 0");
+    EXPECT_TRUE(m_client.pointerReaches(700, 300, 0));
+    send("move 200 50");
+    EXPECT_TRUE(m_client.pointerReaches(900, 350, 0)) << "did not cross to the right head";
+    send("move 2000 2000");
+    EXPECT_TRUE(m_client.pointerReaches(1599, 599, 0));
+}
+
+TEST_F(InputSession, clicksAndKeysReachTheWindowAndADragHoldsTheButtonUntilAClick) {
+    m_client.openWindow(0, 0, 1600, 600); // both heads: the drag ends on the right one
+    m_client.warpPointer(300, 200);
+    send("click");
+    send("click");
+    send("click right");
+    // X11 clients count clicks themselves: a second press soon after, in the same place.
+    EXPECT_EQ(m_client.described(6),
+              (Strings{"+button1", "-button1", "+button1", "-button1", "+button3", "-button3"}));
+    EXPECT_TRUE(m_client.pointerReaches(300, 200, 0)) << "a click moved the pointer";
+
+    m_client.warpPointer(700, 300);
+    send("drag on");
+    send("move 100 0");
+    EXPECT_TRUE(m_client.pointerReaches(800, 300, Button1Mask));
+    send("move 100 50");
+    EXPECT_TRUE(m_client.pointerReaches(900, 350, Button1Mask));
+    send("click");
+    EXPECT_TRUE(m_client.pointerReaches(900, 350, 0));
+    EXPECT_EQ(m_client.described(2), (Strings{"+button1", "-button1"}));
+
+    // Command+Shift+Z, posted as Control+Shift+Z. (Text is the backend's own cases below.)
+    send("key 6 0x120000");
+    EXPECT_EQ(m_client.described(6),
+              (Strings{"+Control_L", "+Shift_L", "+Z", "-Z", "-Shift_L", "-Control_L"}));
+    EXPECT_TRUE(nothingMore()) << "the click pressed a button of its own";
+}
+
+TEST_F(InputSession, aControllerThatDiesMidDragWithTheShortcutHeldLeavesNothingHeld) {
+    EXPECT_TRUE(testing_support::controllerDeathLetsGo(*m_session, [&] { return m_client.held(); }));
+}
+
+// Recorded gestures replayed in real time through the controller's recognisers.
+TEST_F(InputSession, aReplayedFlickScrollsOnAfterTheLiftAndATapDragHoldsTheButtonThroughout) {
+    m_client.openWindow(0, 0, 1600, 600);
+    m_client.warpPointer(300, 200);
+    send("replay " QUILLVANE_TRACES "/flick.json");
+    // Fingers moving up carry the content up: wheel down, button 5. The fingers travel 216
+    // points in 0.15 s, some four 50-pixel steps; the coast adds more, later.
+    std::vector<unsigned long> wheel;
+    for (const auto& event : m_client.events(64, 4000)) {
+        EXPECT_TRUE(event.button == 5) << event.describe();
+        if (event.type == ButtonPress)
+            wheel.push_back(event.time);
+    }
+    ASSERT_GT(wheel.size(), 6u) << "the flick did not coast";
+    EXPECT_GE(wheel.back() - wheel.front(), 400u) << "the wheel stopped with the fingers";
+
+    m_client.warpPointer(300, 200);
+    send("replay " QUILLVANE_TRACES "/double-tap-drag.json");
+    EXPECT_TRUE(m_client.pointerSatisfies(
+        [](int x, int, unsigned int buttons) { return x >= 360 && buttons == Button1Mask; }))
+        << "the drag did not move with the button held";
+    EXPECT_TRUE(m_client.pointerSatisfies(
+        [](int x, int y, unsigned int buttons) { return x >= 420 && y >= 220 && buttons == 0; }))
+        << "the re-touch did not carry the drag on";
+    EXPECT_EQ(m_client.described(2), (Strings{"+button1", "-button1"}));
+    EXPECT_TRUE(nothingMore()) << "the drag pressed more than once";
+}
 
 TEST_F(X11BackendTest, scrollPixelsBecomeWheelStepsWithTheRemainderKept) {
     m_client.openWindow(0, 0, 400, 400);
@@ -78,10 +175,11 @@ TEST_F(X11BackendTest, textIgnoresShiftAndCapsLockAndTheKeymapIsRestoredAfter) {
     m_backend->text("b");
     m_backend->key(57, true);
     m_backend->key(57, false);
+    m_backend->text("👋"); // beyond the Basic Multilingual Plane
     m_backend->flush();
-    EXPECT_EQ(m_client.described(12),
+    EXPECT_EQ(m_client.described(14),
               (Strings{"+Return", "-Return", "+Shift_L", "+a", "-a", "-Shift_L", "+Caps_Lock",
-                       "-Caps_Lock", "+b", "-b", "+Caps_Lock", "-Caps_Lock"}));
+                       "-Caps_Lock", "+b", "-b", "+Caps_Lock", "-Caps_Lock", "+U0001F44B", "-U0001F44B"}));
 
     // The borrowed codes stay lent while clients may still translate, then come back empty.
     EXPECT_NE(m_client.keymap(), original);
