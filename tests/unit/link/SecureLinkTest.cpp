@@ -1,21 +1,135 @@
+// SecureLink and its listener over real sockets and TLS on loopback: an in-process client written
+// independently of SecureLink::parameters, and the openssl command line as an outside peer.
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
 
 #include <QElapsedTimer>
+#include <QHostAddress>
+#include <QNetworkInterface>
+#include <QProcess>
 #include <QSslCipher>
 #include <QSslConfiguration>
 #include <QSslPreSharedKeyAuthenticator>
 #include <QSslSocket>
 #include <QTcpSocket>
+#include <QtEndian>
 
-#include "LinkTestSupport.h"
+#include "net/LinkListener.h"
+#include "net/SecureLink.h"
+#include "protocol/FrameCodec.h"
+#include "protocol/FrameDecoder.h"
+#include "support/EventWait.h"
 
 using namespace quillvane;
-using namespace quillvane::test;
 
 namespace {
+
+// Everything here happens on loopback; this bound only keeps a broken build from hanging.
+constexpr int kGenerousMs = 20000;
+
+// What a controller offers as PSK identity: the pairing id as upper-case text, written out here
+// rather than derived, so the tests do not share the link's idea of it.
+const QByteArray kIdentity("3F2504E0-4F89-41D3-9A0C-0305E82C3301");
+const Uuid kPairingId = *Uuid::parse("3f2504e0-4f89-41d3-9a0c-0305e82c3301");
+
+SecureLink::Key pairingKey() {
+    SecureLink::Key key{};
+    std::iota(key.begin(), key.end(), std::uint8_t{0xC0});
+    return key;
+}
+
+// Any byte container (a key, an encoded frame) as Qt bytes.
+template <typename Container> QByteArray bytesOf(const Container& bytes) {
+    return QByteArray(reinterpret_cast<const char*>(bytes.data()),
+                      static_cast<qsizetype>(bytes.size()));
+}
+
+QByteArray frameOf(const WireMessage& message) { return bytesOf(FrameCodec::encode(message)); }
+
+// A frame with any length prefix and payload, including ones the codec would never write.
+QByteArray rawFrame(std::uint32_t length, std::string_view payload) {
+    QByteArray frame(4, '\0');
+    qToBigEndian(length, frame.data());
+    return frame.append(payload.data(), static_cast<qsizetype>(payload.size()));
+}
+
+// A text message whose frame is exactly `frameSize` bytes.
+WireMessage sizedMessage(std::size_t frameSize) {
+    WireMessage message(WireMessage::Kind::text);
+    message.text = "";
+    message.text = std::string(frameSize - FrameCodec::encode(message).size(), 'x');
+    return message;
+}
+
+// A listener on the real path (every address, system port) whose first connection becomes a
+// started link; the link's callbacks are recorded.
+class LinkHarness {
+public:
+    explicit LinkHarness(std::chrono::milliseconds readyDeadline = SecureLink::kReadyDeadline)
+        : m_listener(SecureLink::parameters(kPairingId, pairingKey()), readyDeadline) {
+        m_listener.onConnection = [this](qintptr descriptor) { accept(descriptor); };
+        EXPECT_TRUE(m_listener.listen()) << m_listener.errorString().toStdString();
+    }
+
+    quint16 port() const { return m_listener.serverPort(); }
+    SecureLink* link() const { return m_link.get(); }
+
+    // Waits until `condition` holds; gives up as soon as the link closed.
+    bool waitFor(const std::function<bool()>& condition) {
+        return testing_support::waitUntil([&] { return condition() || !closes.empty(); },
+                                          kGenerousMs) &&
+               condition();
+    }
+    bool waitForReady() {
+        return waitFor([&] { return readyCount > 0; });
+    }
+    bool waitForClose() {
+        return waitFor([&] { return !closes.empty(); });
+    }
+    QString closeReason() const {
+        return closes.empty() || !closes.front() ? QString() : *closes.front();
+    }
+
+    // For tests that act on the link: right after start(), and after each recorded message.
+    std::function<void(SecureLink&)> afterStart;
+    std::function<void(SecureLink&, const WireMessage&)> afterMessage;
+
+    int readyCount = 0;
+    std::vector<WireMessage> messages;
+    std::vector<std::optional<QString>> closes;
+
+private:
+    void accept(qintptr descriptor) {
+        m_link.reset(m_listener.wrap(descriptor));
+        ASSERT_NE(m_link, nullptr);
+        m_link->onReady = [this] { ++readyCount; };
+        m_link->onMessage = [this](const WireMessage& message) {
+            messages.push_back(message);
+            if (afterMessage)
+                afterMessage(*m_link, message);
+        };
+        m_link->onClose = [this](const std::optional<QString>& reason) {
+            closes.push_back(reason);
+        };
+        m_link->start();
+        if (afterStart)
+            afterStart(*m_link);
+    }
+
+    LinkListener m_listener;
+    std::unique_ptr<SecureLink> m_link;
+};
 
 // The controller's side, written independently of SecureLink::parameters.
 std::unique_ptr<QSslSocket> pskClient(quint16 port) {
@@ -43,8 +157,13 @@ struct ReadyPair {
         : harness(deadline) {
         harness.afterStart = std::move(afterStart);
         client = pskClient(harness.port());
-        QObject::connect(client.get(), &QSslSocket::readyRead, client.get(),
-                         [this] { received.take(client->readAll()); });
+        QObject::connect(client.get(), &QSslSocket::readyRead, client.get(), [this] {
+            const QByteArray bytes = client->readAll();
+            for (auto& message : decoder.append(std::span(
+                     reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                     static_cast<std::size_t>(bytes.size()))))
+                received.push_back(std::move(message));
+        });
         // The client finishes its handshake a moment after the link does.
         ready = harness.waitForReady() &&
                 testing_support::waitUntil([&] { return client->isEncrypted(); }, kGenerousMs);
@@ -52,14 +171,37 @@ struct ReadyPair {
 
     SecureLink& link() const { return *harness.link(); }
     bool clientDisconnected() const {
-        return testing_support::waitUntil([&] { return client->state() == QAbstractSocket::UnconnectedState; },
-                               kGenerousMs);
+        return testing_support::waitUntil(
+            [&] { return client->state() == QAbstractSocket::UnconnectedState; }, kGenerousMs);
     }
 
     LinkHarness harness;
     std::unique_ptr<QSslSocket> client;
-    FrameCollector received;
+    FrameDecoder decoder;
+    std::vector<WireMessage> received;
     bool ready = false;
+};
+
+// `openssl s_client` as a controller that shares none of our code, offering our PSK suite with
+// this identity and key unless other options are given; frames go in on stdin.
+struct OpensslClient {
+    OpensslClient(quint16 port, QStringList options) {
+        const QString connect = QStringLiteral("s_client -quiet -connect 127.0.0.1:%1").arg(port);
+        process.start(QStringLiteral("openssl"), connect.split(QLatin1Char(' ')) + options);
+        EXPECT_TRUE(process.waitForStarted()) << "openssl (scripts/bootstrap installs it)";
+    }
+    static QStringList psk(const QByteArray& identity, const QByteArray& key,
+                           const QString& protocol = QStringLiteral("-tls1_2")) {
+        return QStringLiteral("%1 -cipher PSK-AES128-GCM-SHA256 -psk_identity %2 -psk %3")
+            .arg(protocol, QString::fromLatin1(identity), QString::fromLatin1(key.toHex()))
+            .split(QLatin1Char(' '));
+    }
+    ~OpensslClient() {
+        process.kill();
+        process.waitForFinished(kGenerousMs);
+    }
+
+    QProcess process;
 };
 
 } // namespace
@@ -106,7 +248,7 @@ TEST(SecureLink, sendsOnlyWhileReadyOutlivesTheDeadlineAndReportsOneClose) {
     ASSERT_TRUE(pair.ready);
     testing_support::runFor(std::chrono::milliseconds(1500));
     pair.link().send(sizedMessage(42));
-    ASSERT_TRUE(testing_support::waitUntil([&] { return !pair.received.messages.empty(); }, kGenerousMs));
+    ASSERT_TRUE(testing_support::waitUntil([&] { return !pair.received.empty(); }, kGenerousMs));
     EXPECT_TRUE(pair.harness.closes.empty());
 
     pair.link().close();
@@ -115,7 +257,7 @@ TEST(SecureLink, sendsOnlyWhileReadyOutlivesTheDeadlineAndReportsOneClose) {
     EXPECT_FALSE(pair.link().onReady || pair.link().onMessage || pair.link().onClose);
     pair.link().send(sizedMessage(43));
     EXPECT_TRUE(pair.clientDisconnected());
-    EXPECT_EQ(pair.received.messages, std::vector{sizedMessage(42)});
+    EXPECT_EQ(pair.received, std::vector{sizedMessage(42)});
 }
 
 TEST(SecureLink, closeInsideOnMessageStopsDelivery) {
@@ -176,4 +318,54 @@ TEST(SecureLink, allowsExactlyTheOutstandingCapAndDropsAPeerThatStopsReading) {
     }
     EXPECT_EQ(harness.closeReason(), QStringLiteral("网络发送积压，请重新连接"));
     EXPECT_LE(highest, SecureLink::kMaximumOutstanding);
+}
+
+TEST(SecureLinkOpenssl, takesFramesFromAPeerWithTheRightKeyAndIdentity) {
+    LinkHarness harness;
+    OpensslClient client(harness.port(), OpensslClient::psk(kIdentity, bytesOf(pairingKey())));
+    ASSERT_TRUE(harness.waitForReady()) << harness.closeReason().toStdString()
+                                        << client.process.readAllStandardError().toStdString();
+    const WireMessage largest = sizedMessage(FrameCodec::prefixSize + FrameCodec::maximumSize);
+    client.process.write(frameOf(largest));
+    ASSERT_TRUE(harness.waitFor([&] { return !harness.messages.empty(); }))
+        << harness.closeReason().toStdString();
+    EXPECT_EQ(harness.messages, std::vector{largest});
+}
+
+TEST(SecureLinkOpenssl, refusesEveryOtherHandshake) {
+    const QByteArray key = bytesOf(pairingKey());
+    const std::pair<const char*, QStringList> cases[] = {
+        {"wrong key", OpensslClient::psk(kIdentity, QByteArray(key).replace(31, 1, "x"))},
+        {"lower-case identity", OpensslClient::psk(kIdentity.toLower(), key)},
+        {"TLS 1.3", OpensslClient::psk(kIdentity, key, QStringLiteral("-tls1_3"))},
+        {"certificate suite",
+         QStringLiteral("-tls1_2 -cipher ECDHE-RSA-AES128-GCM-SHA256").split(QLatin1Char(' '))},
+    };
+    for (const auto& [name, options] : cases) {
+        SCOPED_TRACE(name);
+        LinkHarness harness;
+        OpensslClient client(harness.port(), options);
+        ASSERT_TRUE(harness.waitForClose());
+        EXPECT_EQ(harness.readyCount, 0);
+        EXPECT_FALSE(harness.closeReason().isEmpty());
+        EXPECT_NE(harness.closeReason(), QStringLiteral("连接超时，请检查配对码和网络"));
+    }
+}
+
+TEST(LinkListener, takesEveryAddressAndClosesWhatItRefuses) {
+    LinkListener listener(SecureLink::parameters(kPairingId, pairingKey()));
+    int accepted = 0;
+    listener.onConnection = [&](qintptr descriptor) {
+        ++accepted;
+        LinkListener::refuse(descriptor);
+    };
+    ASSERT_TRUE(listener.listen()) << listener.errorString().toStdString();
+    // The IPv4 path is taken by every other link test.
+    if (!QNetworkInterface::allAddresses().contains(QHostAddress(QHostAddress::LocalHostIPv6)))
+        GTEST_SKIP() << "no IPv6 loopback here";
+    QTcpSocket client;
+    client.connectToHost(QHostAddress::LocalHostIPv6, listener.serverPort());
+    EXPECT_TRUE(testing_support::waitUntil(
+        [&] { return accepted == 1 && client.state() == QAbstractSocket::UnconnectedState; },
+        kGenerousMs));
 }

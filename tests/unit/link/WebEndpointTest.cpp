@@ -25,6 +25,7 @@ using namespace quillvane;
 namespace {
 
 constexpr int kGenerousMs = 10000;
+const QByteArray kPageNonce(32, '\x42');
 
 class WebEndpointTest : public testing::Test {
 protected:
@@ -83,15 +84,15 @@ protected:
         return page;
     }
 
-    // Proves `credential` on a page that got its challenge; returns the host's answer.
-    static void prove(Page& page, const QString& id, const QByteArray& secret, QByteArray* pageNonce) {
-        const QByteArray hostNonce =
-            QByteArray::fromBase64(page.steps.at(0).value(QStringLiteral("nonce")).toString().toLatin1());
-        *pageNonce = QByteArray(32, '\x42');
-        page.send({{QStringLiteral("type"), QStringLiteral("prove")},
-                   {QStringLiteral("id"), id},
-                   {QStringLiteral("nonce"), QString::fromLatin1(pageNonce->toBase64())},
-                   {QStringLiteral("proof"), QString::fromLatin1(BrowserProof::page(secret, hostNonce, *pageNonce).toBase64())}});
+    // The page's proof of `secret` for the challenge `hostNonce`, with the page's own nonce.
+    static QJsonObject proof(const QString& id, const QByteArray& secret, const QByteArray& hostNonce) {
+        return {{QStringLiteral("type"), QStringLiteral("prove")},
+                {QStringLiteral("id"), id},
+                {QStringLiteral("nonce"), QString::fromLatin1(kPageNonce.toBase64())},
+                {QStringLiteral("proof"), QString::fromLatin1(BrowserProof::page(secret, hostNonce, kPageNonce).toBase64())}};
+    }
+    static QByteArray challenge(const Page& page) {
+        return QByteArray::fromBase64(page.steps.at(0).value(QStringLiteral("nonce")).toString().toLatin1());
     }
 
     QTemporaryDir m_files;
@@ -136,13 +137,12 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     ASSERT_EQ(page->type(1), QStringLiteral("credential"));
     const QString id = page->steps[1].value(QStringLiteral("id")).toString();
     const QByteArray secret = QByteArray::fromBase64(page->steps[1].value(QStringLiteral("secret")).toString().toLatin1());
-    QByteArray pageNonce;
-    prove(*page, id, secret, &pageNonce);
+    const QByteArray hostNonce = challenge(*page);
+    page->send(proof(id, secret, hostNonce));
     ASSERT_TRUE(page->awaitStep(3));
     ASSERT_EQ(page->type(2), QStringLiteral("proven"));
-    const QByteArray hostNonce = QByteArray::fromBase64(page->steps[0].value(QStringLiteral("nonce")).toString().toLatin1());
     EXPECT_EQ(QByteArray::fromBase64(page->steps[2].value(QStringLiteral("proof")).toString().toLatin1()),
-              BrowserProof::host(secret, pageNonce, hostNonce));
+              BrowserProof::host(secret, kPageNonce, hostNonce));
     ASSERT_EQ(m_links.size(), 1);
     EXPECT_TRUE(m_links[0]->isAuthenticated());
     page->socket.sendTextMessage(QStringLiteral(R"({"kind":"heartbeat","version":1})"));
@@ -159,10 +159,7 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
 
     auto replay = open(m_origin);
     ASSERT_TRUE(replay->awaitStep(1));
-    replay->send({{QStringLiteral("type"), QStringLiteral("prove")},
-                  {QStringLiteral("id"), id},
-                  {QStringLiteral("nonce"), QString::fromLatin1(pageNonce.toBase64())},
-                  {QStringLiteral("proof"), QString::fromLatin1(BrowserProof::page(secret, hostNonce, pageNonce).toBase64())}});
+    replay->send(proof(id, secret, hostNonce));
     ASSERT_TRUE(replay->awaitStep(2));
     EXPECT_EQ(replay->type(1), QStringLiteral("refused")) << "a proof for another challenge passed";
 
@@ -171,7 +168,7 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     EXPECT_TRUE(testing_support::waitUntil([&] { return page->closed; }, kGenerousMs)) << "a revoked browser stayed connected";
     auto revoked = open(m_origin);
     ASSERT_TRUE(revoked->awaitStep(1));
-    prove(*revoked, id, secret, &pageNonce);
+    revoked->send(proof(id, secret, challenge(*revoked)));
     ASSERT_TRUE(revoked->awaitStep(2));
     EXPECT_EQ(revoked->type(1), QStringLiteral("refused"));
 }

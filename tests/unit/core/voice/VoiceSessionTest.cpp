@@ -73,18 +73,6 @@ TEST(VoiceSession, boundsBacklogAtTwoSeconds) {
     EXPECT_EQ(session.pendingSamples(), 48000);
 }
 
-TEST(VoiceSession, tellsThePhoneWhyInItsOwnWords) {
-    const std::pair<Failure::Detail, std::string> texts[] = {
-        {Failure::InactiveSession{}, "语音会话已结束，请重新开始"},
-        {Failure::AlreadyEnding{}, "语音已进入收尾，请重新开始"},
-        {Failure::UnexpectedSequence{0, 1}, "音频分包序号异常，请重试"},
-        {Failure::InvalidSamples{0}, "音频分包大小无效，请重试"},
-        {Failure::PlaybackBacklog{48000, 1}, "电脑音频播放积压超过两秒，请重试"},
-    };
-    for (const auto& [detail, text] : texts)
-        EXPECT_EQ(Failure(detail).message(), text);
-}
-
 TEST(VoiceSession, completesOnTheLastPlayedPacketAndExpiresFiveSecondsAfterActivity) {
     EXPECT_TRUE(started().end(utterance, -1, 11.0));
     VoiceSession session = started();
