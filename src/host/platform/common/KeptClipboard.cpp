@@ -23,6 +23,15 @@ void KeptClipboard::offer(const std::string& text, Offered offered) {
     if (m_reader)
         delete std::exchange(m_reader, nullptr);
     m_offer = PendingOffer{text, std::move(offered), {}, {}, 0};
+    settle([this, turn = ++m_turn] {
+        if (turn == m_turn)
+            keep();
+    });
+}
+
+// What the user has on the clipboard is kept first: read from the current selection when it is
+// someone else's, or what the last restore gave back while ours still holds it.
+void KeptClipboard::keep() {
     if (!m_kept && !m_selectionIsOurs) {
         m_offer->types = userTypes();
         if (m_offer->types.size() > maximumKeptTypes)
@@ -73,6 +82,7 @@ void KeptClipboard::restore() {
     if (m_reader)
         delete std::exchange(m_reader, nullptr);
     m_offer.reset();
+    ++m_turn;
     if (!m_kept)
         return;
     m_restored = *std::exchange(m_kept, std::nullopt);

@@ -48,6 +48,10 @@ protected:
     // Makes a selection of ours, in these types (none: no selection), and serves it from now on.
     // False when the clipboard cannot be set.
     virtual bool select(const std::vector<std::string>& types) = 0;
+    // Calls `then` once every change of the selection the carrier announced before now has
+    // reached userSelected(), so that an offer starts from the user's latest copy. At once unless
+    // the announcements can lag behind.
+    virtual void settle(std::function<void()> then) { then(); }
 
     // The selection is someone else's from now on.
     void userSelected();
@@ -65,11 +69,14 @@ private:
         Content content;
         std::size_t bytes = 0;
     };
+    void keep();
     void keepNext();
     void set(const Content& content, bool isPaste);
 
     QObject m_context;
     std::optional<PendingOffer> m_offer;
+    // Counts offers and restores: a settle() answered after a newer one is left alone.
+    unsigned m_turn = 0;
     PipeReader* m_reader = nullptr;
     bool m_selectionIsOurs = false;
     Content m_served;

@@ -7,7 +7,9 @@
 
 #include <QDBusArgument>
 #include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
 #include <QDBusUnixFileDescriptor>
+#include <QMetaObject>
 
 namespace quillvane {
 namespace {
@@ -58,7 +60,7 @@ QDBusMessage MutterClipboard::call(const QString& method, const QVariantList& ar
 }
 
 void MutterClipboard::ownerChanged(const QVariantMap& options) {
-    if (options.value(QStringLiteral("session-is-owner")).toBool())
+    if (options.value(QStringLiteral("session-is-owner")).toBool() || m_replacedOwnersQueued)
         return;
     m_userTypes = mimeTypesOf(options.value(QStringLiteral("mime-types")));
     userSelected();
@@ -79,6 +81,19 @@ void MutterClipboard::transfer(const QString& mimeType, uint serial) {
               message.setArguments({serial, written});
               m_bus.send(message);
           });
+}
+
+// Mutter answers a ping after the signals it sent before, and the answer is delivered after them:
+// a copy the user made just before the paste is known by then.
+void MutterClipboard::settle(std::function<void()> then) {
+    const QDBusMessage ping = QDBusMessage::createMethodCall(
+        service, m_session, QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+    auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(ping, 2000), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [then = std::move(then)](QDBusPendingCallWatcher* answered) {
+                answered->deleteLater();
+                then();
+            });
 }
 
 // A copy made just now may not have been announced to us yet: its text is asked for all the same.
@@ -106,6 +121,11 @@ bool MutterClipboard::select(const std::vector<std::string>& types) {
     const QDBusMessage reply = call(QStringLiteral("SetSelection"),
                                     {QVariantMap{{QStringLiteral("mime-types"),
                                                   QVariant::fromValue(list)}}});
+    // Signals that came while the call was blocking are queued, in the order Mutter sent them,
+    // ahead of anything posted from here on: an owner they name is one ours replaced.
+    m_replacedOwnersQueued = true;
+    QMetaObject::invokeMethod(
+        this, [this] { m_replacedOwnersQueued = false; }, Qt::QueuedConnection);
     return reply.type() == QDBusMessage::ReplyMessage;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ private:
     std::vector<std::string> userTypes() const override;
     int receive(const std::string& type) override;
     bool select(const std::vector<std::string>& types) override;
+    void settle(std::function<void()> then) override;
 
     QDBusMessage call(const QString& method, const QVariantList& arguments);
 
@@ -40,6 +42,9 @@ private:
     // Mutter reads every new selection once, as it is set, to keep a copy for when its owner
     // goes away: that read, always the first, is no paste.
     bool m_ownCopyPending = false;
+    // SetSelection has just returned and the owner changes Mutter announced before handling it
+    // are still to be delivered: a copy the user made before our selection, not after it.
+    bool m_replacedOwnersQueued = false;
 };
 
 } // namespace quillvane
