@@ -16,7 +16,8 @@
 // not move the pointer a whole pixel is matched with the next one that does. Without DISPLAY a
 // private Xvfb is started. The finger rests on the trackpad before it moves (the recogniser
 // waits a moment to tell pointing from scrolling), and the first move of the fresh page is
-// shown apart as well.
+// shown apart as well. Last, the same sweep on a bare page of the same origin gives the browser's
+// own share: how long after a touch's time stamp it hands the move to a page that does nothing.
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -134,6 +135,13 @@ bool readPageMoves(const QJsonArray& messages, const std::vector<std::int64_t>& 
         moves.leftAt.push_back(leftAt[f]);
     }
     return true;
+}
+
+std::vector<double> millisecondsOf(const QJsonValue& value) {
+    std::vector<double> values;
+    for (const auto& entry : value.toArray())
+        values.push_back(entry.toDouble());
+    return values;
 }
 
 void printRow(const char* name, const MoveSweep::Run& run, const LatencySummary& summary) {
@@ -258,6 +266,14 @@ int main(int argc, char** argv) {
     printRow("  frame -> X pointer motion (link, host, X)", afterPage,
              LatencySummary::of(afterPage.latencies));
     printRow("native: controller move -> X pointer motion", native, nativeSummary);
+    // The browser's own share, which no page can shorten: the same sweep on a page that does
+    // nothing but note each move, against the page's figure measured the same way.
+    const std::vector<double> handed = millisecondsOf(report.value(QStringLiteral("handed")));
+    const std::vector<double> bareHanded =
+        millisecondsOf(report.value(QStringLiteral("bareHanded")));
+    printRow("touch time stamp -> handed to the page", {handed, 0}, LatencySummary::of(handed));
+    printRow("touch time stamp -> handed to a bare page", {bareHanded, 0},
+             LatencySummary::of(bareHanded));
     std::printf("  browser / native p50: %.2f\n", ratio);
     // Counted above too.
     const MoveSweep::Run first =

@@ -5,6 +5,9 @@
 // in nanoseconds), each move message the page sent with the number of touch moves it had seen by
 // then, when DevTools saw its frame leave (the same clock) and how long after the page was handed
 // the latest move it was sent (milliseconds), and the bytes and files the page loaded.
+// Then the same sweep on a bare page of the same origin, which only notes each move: how long
+// after a touch's own time stamp this browser hands a move to a page that does nothing else, in
+// the same run as the page's own figure ("handed").
 //   node browser-touch.mjs --link LINK --moves N --interval MS --step PX --leg MOVES --rest MS
 import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -30,11 +33,13 @@ function watchMoves() {
     const earliest = 'onpointerrawupdate' in window ? 'pointerrawupdate' : 'pointermove';
     // A browser that has several moves waiting hands them over as one event. This listener runs
     // before the page's own, so it also notes when the page was handed the event.
+    window.benchHanded = [];
     addEventListener(earliest, (event) => {
         if (event.pointerType !== 'touch')
             return;
         touches += Math.max(1, event.getCoalescedEvents?.().length ?? 1);
         handedOver = performance.now();
+        window.benchHanded.push(handedOver - event.timeStamp);
     }, { capture: true, passive: true });
     window.benchTouches = () => touches;
     const send = WebSocket.prototype.send;
@@ -43,6 +48,32 @@ function watchMoves() {
             sent.push([touches, data, performance.now() - handedOver]);
         return send.call(this, data);
     };
+}
+
+// One finger rests on the middle of the page's #pad, then sweeps; returns when each move was
+// dispatched.
+async function sweep(page) {
+    const pad = await middle(page, '#pad');
+    let x = pad.x - (leg * step) / 2;
+    await fingers(page, 'touchStart', [{ x, y: pad.y, id: 1 }]);
+    await sleep(rest);
+    // A touch panel reports on its own clock, whatever the page is doing: a move is not held
+    // back until the browser has handled the one before.
+    const sent = [];
+    const dispatched = [];
+    const first = now();
+    for (let i = 0; i < moves; ++i) {
+        const wait = Number(first + BigInt(Math.round(i * interval * 1e6)) - now()) / 1e6;
+        if (wait > 0)
+            await sleep(wait);
+        x += Math.floor(i / leg) % 2 === 0 ? step : -step;
+        sent.push(String(now()));
+        dispatched.push(fingers(page, 'touchMove', [{ x, y: pad.y, id: 1 }]));
+    }
+    await Promise.all(dispatched);
+    await fingers(page, 'touchEnd', []);
+    await sleep(300);
+    return sent;
 }
 
 const folder = mkdtempSync(join(tmpdir(), 'quillvane-bench-chromium-'));
@@ -66,32 +97,29 @@ try {
     });
     await page.devtools.send('Network.enable');
 
-    const pad = await middle(page, '#pad');
-    let x = pad.x - (leg * step) / 2;
-    await fingers(page, 'touchStart', [{ x, y: pad.y, id: 1 }]);
-    await sleep(rest);
-    // A touch panel reports on its own clock, whatever the page is doing: a move is not held
-    // back until the browser has handled the one before.
-    const sent = [];
-    const dispatched = [];
-    const first = now();
-    for (let i = 0; i < moves; ++i) {
-        const wait = Number(first + BigInt(Math.round(i * interval * 1e6)) - now()) / 1e6;
-        if (wait > 0)
-            await sleep(wait);
-        x += Math.floor(i / leg) % 2 === 0 ? step : -step;
-        sent.push(String(now()));
-        dispatched.push(fingers(page, 'touchMove', [{ x, y: pad.y, id: 1 }]));
-    }
-    await Promise.all(dispatched);
-    await fingers(page, 'touchEnd', []);
-    await sleep(300);
+    const sent = await sweep(page);
     const messages = (await page.evaluate(() => window.benchMoves)).map(([touches, text, handling], i) => {
         const message = JSON.parse(text);
         return [touches, message.x ?? 0, message.y ?? 0, frames[i] ?? '0', handling];
     });
     const touches = await page.evaluate(() => window.benchTouches());
-    console.log(JSON.stringify({ started: String(started), ended: String(now()), ...load, sent, touches, messages }));
+    const handed = await page.evaluate(() => window.benchHanded);
+    const viewport = page.viewport();
+    await page.close();
+
+    // An unknown path of the same origin (its 404 says so in the console, not shown): a document
+    // in the same secure context, emptied.
+    const bare = await browser.newPage();
+    await bare.setViewport(viewport);
+    await bare.evaluateOnNewDocument(watchMoves);
+    bare.devtools = await bare.createCDPSession();
+    await bare.goto(new URL('/bare', url).href);
+    await bare.evaluate(() => {
+        document.documentElement.innerHTML = '<body style="margin:0"><div id="pad" style="position:fixed;inset:0;touch-action:none"></div></body>';
+    });
+    await sweep(bare);
+    const bareHanded = await bare.evaluate(() => window.benchHanded);
+    console.log(JSON.stringify({ started: String(started), ended: String(now()), ...load, sent, touches, messages, handed, bareHanded }));
 } finally {
     await browser.close();
     rmSync(folder, { recursive: true, force: true });
