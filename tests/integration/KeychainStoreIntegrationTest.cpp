@@ -2,7 +2,6 @@
 // the items checked from outside (secret-tool, the file system) where a user or a crash would
 // touch them.
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sys/stat.h>
@@ -139,20 +138,6 @@ INSTANTIATE_TEST_SUITE_P(Backends, KeychainStoreIntegration,
                          ::testing::Values(KeychainStore::Backend::SecretService,
                                            KeychainStore::Backend::File),
                          [](const auto& info) { return ::testing::PrintToString(info.param); });
-
-TEST(KeychainStoreProbe, opensTheSecretServiceAndWithoutASessionBusFiles) {
-    ASSERT_STREQ(std::getenv("QUILLVANE_TEST_ENV"), "1") << "run under scripts/test-env";
-    // A fresh process (re-running this test up to here, so the bus is untouched before it):
-    // libsecret keeps its bus connection for the life of the process.
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/quillvane-bus", 1);
-            std::exit(KeychainStore::open().backend() == KeychainStore::Backend::File ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "");
-    EXPECT_EQ(KeychainStore::open().backend(), KeychainStore::Backend::SecretService);
-}
 
 } // namespace
 } // namespace quillvane
