@@ -40,13 +40,9 @@ std::unique_ptr<ControllerChannel> PhoneClient::makeChannel(const char* name) {
     return channel;
 }
 
-void PhoneClient::startBind() {
+bool PhoneClient::bind(std::chrono::milliseconds limit) {
     m_bindStarted = Clock::now();
     m_control->connectTo(m_host, m_port);
-}
-
-bool PhoneClient::bind(std::chrono::milliseconds limit) {
-    startBind();
     return waitUntil([&] { return isBound() || lost(); }, limit) && isBound();
 }
 

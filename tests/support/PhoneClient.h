@@ -29,9 +29,8 @@ public:
     PhoneClient(PairingProfile profile, quint16 port,
                 QString host = QStringLiteral("127.0.0.1"));
 
-    // Starts binding; bindStarted() is taken just before the control channel connects.
-    void startBind();
     // Binds and waits until both channels are welcomed or one ends; whether both were.
+    // bindStarted() is taken just before the control channel connects.
     bool bind(std::chrono::milliseconds limit = std::chrono::seconds(20));
     bool isBound() const { return m_boundAt.has_value(); }
     Clock::time_point bindStarted() const { return m_bindStarted; }

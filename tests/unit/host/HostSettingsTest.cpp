@@ -10,18 +10,15 @@
 
 using namespace quillvane;
 
-TEST(HostSettings, defaultsAndStoredValuesLoadAsTheUserLeftThem) {
+TEST(HostSettings, storedValuesLoadAsTheUserLeftThemAndBrokenOnesAsDefaults) {
     QTemporaryDir dir;
     QSettings settings(dir.filePath(QStringLiteral("q.ini")), QSettings::IniFormat);
     HostModel::Services services;
     services.settings = &settings;
     services.uptime = uptimeSeconds;
+    // The defaults (Control+Option+Space, held) are the session test's.
     {
         HostModel host(services);
-        EXPECT_EQ(host.hotkeyCode(), 49);
-        EXPECT_EQ(host.hotkeyFlags(), 0xC0000u);
-        EXPECT_EQ(host.shortcutMode(), VoiceShortcutMode::hold);
-        EXPECT_EQ(host.deviceUID(), QString());
         host.setShortcutMode(VoiceShortcutMode::toggle);
         host.setHotkeyFlags(0x100000);
     }

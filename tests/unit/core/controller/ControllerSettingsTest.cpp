@@ -4,7 +4,6 @@
 #include "controller/PointerGuideMode.h"
 #include "controller/QuickInput.h"
 #include "controller/QuickKey.h"
-#include "fakes/MemoryKeyValueStore.h"
 #include "unit/core/CoreTestSupport.h"
 
 using namespace quillvane;
@@ -41,7 +40,7 @@ const std::vector<std::string> kDefaultLabels = {"esc", "tab ⇥", "⇧ tab", "�
 
 } // namespace
 
-TEST(PointerGuide, namesTheVideoForTheResolvedLanguageAndRemembersEachModeSeen) {
+TEST(PointerGuide, namesTheVideoForTheResolvedLanguageAndKeepsAFlagPerMode) {
     // The language is resolved as everywhere else; the choice of name is this code's own.
     EXPECT_EQ(
         videoResource(PointerGuideMode::trackpad, AppLanguage::system, {"fr-FR", "zh_Hant_TW"}),
@@ -50,13 +49,10 @@ TEST(PointerGuide, namesTheVideoForTheResolvedLanguageAndRemembersEachModeSeen) 
               "Quillvane-AirMouse-en");
     EXPECT_EQ(videoResource(PointerGuideMode::air, AppLanguage::simplifiedChinese, {"en"}),
               "Quillvane-AirMouse-zh-CN");
-
-    MemoryKeyValueStore store;
-    PointerGuideHistory(store).markSeen(PointerGuideMode::air);
-    EXPECT_EQ(store.bools(), (std::map<std::string, bool>{{"pointerGuide.seen.air", true}}));
-    const PointerGuideHistory later(store);
-    EXPECT_TRUE(later.hasSeen(PointerGuideMode::air));
-    EXPECT_FALSE(later.hasSeen(PointerGuideMode::trackpad));
+    // The page keeps these flags in the browser's storage: a changed key plays every guide again.
+    EXPECT_EQ(PointerGuideHistory::seenKey(PointerGuideMode::air), "pointerGuide.seen.air");
+    EXPECT_EQ(PointerGuideHistory::seenKey(PointerGuideMode::trackpad),
+              "pointerGuide.seen.trackpad");
 }
 
 TEST(QuickInput, needsALabelAndATextTheComputerAccepts) {
