@@ -65,11 +65,6 @@ public:
     }
     void flush() override { log.push_back("flush"); }
 
-    // The compositor went away: nothing can be posted until `permitted` is set again.
-    void lose() {
-        permitted = false;
-        notifyLost();
-    }
     // The clipboard refused a text this backend had taken.
     void loseText() { notifyTextLost(); }
 };

@@ -154,13 +154,14 @@ TEST_F(Session, aBoundControllerIsAnsweredAndKeptWhileOthersAreTurnedAway) {
     EXPECT_EQ(failure(*control), "请授予辅助功能权限");
     EXPECT_EQ(m_input.count("drag"), 0u);
 
-    // A second phone, and a link that is none of the bound channels, are closed; the first
-    // phone keeps being served.
+    // A second phone, a second audio channel of this one, and a link that is none of the bound
+    // channels, are closed; the first phone keeps being served.
     FakeLink& second = connect("192.168.1.30");
     second.deliver(hello("control", otherID));
     EXPECT_EQ(second.closeReason, QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
     FakeLink& unbound = connect();
-    unbound.deliver(hello("audio", otherID));
+    unbound.deliver(hello("audio"));
+    EXPECT_TRUE(unbound.isClosed());
     FakeLink& other = connect();
     other.deliver(WireMessage(Kind::heartbeat));
     EXPECT_EQ(other.closeReason, QStringLiteral("未绑定的控制通道"));

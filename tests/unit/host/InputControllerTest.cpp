@@ -175,6 +175,8 @@ TEST_F(InputControllerTest, theVoiceShortcutIsHeldOrTappedAndOnlyOnceAtATime) {
     EXPECT_FALSE(input.shortcutActive());
 }
 
+// A backend that loses its desktop lets go through the same call; the Wayland loss tests see no
+// drag held after it.
 TEST_F(InputControllerTest, releaseAllLetsGoOfShortcutScrollAndDragInThatOrder) {
     input.beginShortcut(-1, 0x80000, VoiceShortcutMode::hold);
     input.scroll(0, 5, TrackpadScrollPhase::began);
@@ -186,18 +188,4 @@ TEST_F(InputControllerTest, releaseAllLetsGoOfShortcutScrollAndDragInThatOrder) 
     EXPECT_FALSE(input.dragging());
     input.releaseAll();
     EXPECT_TRUE(backend.log.empty());
-
-    // A backend that loses its compositor lets go the same way; the scroll's end has nowhere to
-    // go, and a new drag after reconnecting presses the button again.
-    input.beginShortcut(-1, 0x80000, VoiceShortcutMode::hold);
-    input.scroll(0, 5, TrackpadScrollPhase::began);
-    input.setDrag(true, false);
-    taken();
-    backend.lose();
-    EXPECT_EQ(taken(), (Lines{"key 58 up", "flush", "leftUp 0,0 click=1", "flush"}));
-    EXPECT_FALSE(input.dragging());
-    EXPECT_FALSE(input.shortcutActive());
-    backend.permitted = true;
-    input.setDrag(true, false);
-    EXPECT_EQ(taken(), (Lines{"leftDown 0,0 click=1", "flush"}));
 }
