@@ -48,12 +48,13 @@ public:
         ++m_queued;
         const double now = m_clock.now();
         m_busyUntil = std::max(m_busyUntil, now) + static_cast<double>(samples) / kSampleRate;
-        m_clock.after(m_busyUntil - now, this, [this, generation = m_generation, played = std::move(played)] {
-            if (generation != m_generation)
-                return;
-            --m_queued;
-            played();
-        });
+        m_clock.after(m_busyUntil - now, this,
+                      [this, generation = m_generation, played = std::move(played)] {
+                          if (generation != m_generation)
+                              return;
+                          --m_queued;
+                          played();
+                      });
     }
     std::string playbackState() const override {
         return "recording device=" + (m_device ? m_device->uid : std::string("none")) +

@@ -30,8 +30,8 @@ public:
     }
     void endScroll() override { record("endScroll"); }
     void click(bool right, std::optional<bool> continuingClick) override {
-        record("click right=", right, " continuing=",
-               continuingClick ? (*continuingClick ? "true" : "false") : "none");
+        record("click right=", right,
+               " continuing=", continuingClick ? (*continuingClick ? "true" : "false") : "none");
     }
     void setDrag(bool held, bool continuingClick) override {
         record("drag held=", held, " continuing=", continuingClick);

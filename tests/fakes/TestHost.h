@@ -41,15 +41,15 @@ public:
         m_keychain = std::make_unique<KeychainStore>(std::move(keychain));
     }
     HostModel& make() {
-        m_host = std::make_unique<HostModel>(HostModel::Services{
-            .keychain = m_keychain.get(),
-            .input = &m_input,
-            .audio = &m_audio,
-            .microphone = &m_microphone,
-            .settings = &m_settings,
-            .uptime = uptimeSeconds,
-            .doubleClickInterval = [] { return kDoubleClickInterval; },
-            .computerName = [name = m_name] { return name; }});
+        m_host = std::make_unique<HostModel>(
+            HostModel::Services{.keychain = m_keychain.get(),
+                                .input = &m_input,
+                                .audio = &m_audio,
+                                .microphone = &m_microphone,
+                                .settings = &m_settings,
+                                .uptime = uptimeSeconds,
+                                .doubleClickInterval = [] { return kDoubleClickInterval; },
+                                .computerName = [name = m_name] { return name; }});
         return *m_host;
     }
     // Makes the host if need be and starts it; whether it is listening.

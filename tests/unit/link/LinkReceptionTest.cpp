@@ -18,8 +18,7 @@ protected:
 
     // A link from 10.0.0.`last` that has begun its handshake, or is silent.
     FakeLink& arrive(int last, bool silent = false) {
-        m_addresses.push_back(QStringLiteral("10.0.0.%1").arg(last).toLatin1());
-        auto* link = new FakeLink(m_addresses.back().constData());
+        auto* link = new FakeLink(QStringLiteral("10.0.0.%1").arg(last).toLatin1().constData());
         link->authenticated = false;
         link->silent = silent;
         m_reception.receive(link);
@@ -29,7 +28,6 @@ protected:
 
     FakeClock m_clock;
     LinkReception m_reception{m_clock};
-    std::vector<QByteArray> m_addresses;
     int m_closed = 0;
 };
 

@@ -55,7 +55,9 @@ template <typename Container> QByteArray bytesOf(const Container& bytes) {
                       static_cast<qsizetype>(bytes.size()));
 }
 
-QByteArray frameOf(const WireMessage& message) { return bytesOf(FrameCodec::encode(message)); }
+QByteArray frameOf(const WireMessage& message) {
+    return bytesOf(FrameCodec::encode(message));
+}
 
 // A frame with any length prefix and payload, including ones the codec would never write.
 QByteArray rawFrame(std::uint32_t length, std::string_view payload) {
@@ -159,9 +161,9 @@ struct ReadyPair {
         client = pskClient(harness.port());
         QObject::connect(client.get(), &QSslSocket::readyRead, client.get(), [this] {
             const QByteArray bytes = client->readAll();
-            for (auto& message : decoder.append(std::span(
-                     reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                     static_cast<std::size_t>(bytes.size()))))
+            for (auto& message :
+                 decoder.append(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                          static_cast<std::size_t>(bytes.size()))))
                 received.push_back(std::move(message));
         });
         // The client finishes its handshake a moment after the link does.
