@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -36,26 +35,20 @@ void waitFor(int ms) { testing_support::runFor(std::chrono::milliseconds(ms)); }
 
 } // namespace
 
-// Neighbouring characters go in one paste; a key given after a paste waits until the pasting
-// program had time to read the clipboard, and the user's clipboard comes back after the last one.
+// Neighbouring characters go in one paste, and the user's clipboard comes back once after it.
+// That a key given after a paste waits until the pasting program had time to read the clipboard,
+// and that the clipboard comes back at all, the KWin and Mutter text tests see as well.
 TEST(ClipboardTextRoute, pastesInOrderAndRestoresTheUsersClipboard) {
     Lines log;
     RecordingClipboard clipboard(log);
     ClipboardTextRoute route(clipboard, [&] { log.push_back("ctrl+v"); }, [&] { log.push_back("lost"); });
 
-    route.post([&] { log.push_back("key H"); });
     route.paste("世");
     route.paste("界");
     route.post([&] { log.push_back("key space"); });
-    route.paste("👋");
-    route.flush();
-    EXPECT_EQ(log, (Lines{"key H", "offer 世界", "ctrl+v"}));
-
-    waitFor(ClipboardTextRoute::settleMs * 2 + 50);
-    EXPECT_EQ(log, (Lines{"key H", "offer 世界", "ctrl+v", "key space", "offer 👋", "ctrl+v"}));
+    EXPECT_EQ(log, (Lines{"offer 世界", "ctrl+v"}));
     waitFor(ClipboardTextRoute::restoreMs + 100);
-    EXPECT_EQ(log.back(), "restore");
-    EXPECT_EQ(std::count(log.begin(), log.end(), "restore"), 1);
+    EXPECT_EQ(log, (Lines{"offer 世界", "ctrl+v", "key space", "restore"}));
 
     // Letting go drops the text still waiting but never a key's release.
     log.clear();
