@@ -8,7 +8,7 @@
 #include "protocol/PadError.h"
 #include "web/WebEndpoint.h"
 #include "web/WebIdentity.h"
-#include "web/WebSocketLink.h"
+#include "web/BrowserLink.h"
 
 namespace quillvane {
 namespace {
@@ -53,7 +53,7 @@ void BrowserAccess::start(std::function<void(Link*)> receive) {
     }
     auto endpoint = std::make_unique<WebEndpoint>(*identity, m_registry, m_uptime);
     endpoint->computerName = m_computerName;
-    endpoint->onLink = [receive = std::move(receive)](WebSocketLink* link) { receive(link); };
+    endpoint->onLink = [receive = std::move(receive)](BrowserLink* link) { receive(link); };
     endpoint->onRegistryChanged = [this] { save(); };
     endpoint->onBrowserPaired = [this](const QString& name) { Q_EMIT browserPaired(name); };
     const auto wanted = static_cast<quint16>(m_settings.value(kPortKey, 0).toUInt());

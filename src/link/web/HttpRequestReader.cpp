@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string>
 
 namespace quillvane {
 namespace {
@@ -111,12 +112,23 @@ HttpRequestReader::State HttpRequestReader::parse(std::string_view head) {
             return refuse(400);
         fields = end == std::string_view::npos ? std::string_view() : fields.substr(end + 2);
     }
-    // RFC 9112: a request without Host is refused. A body is never expected.
-    if (!m_request.header("host") || m_request.header("transfer-encoding") ||
-        (m_request.header("content-length") && *m_request.header("content-length") != "0"))
+    // RFC 9112: a request without Host is refused. Only a POST has a body, and says how long.
+    if (!m_request.header("host") || m_request.header("transfer-encoding"))
         return refuse(400);
-    if (method != "GET")
+    if (method != "GET" && method != "POST")
         return refuse(405);
+    if (const auto length = m_request.header("content-length")) {
+        if (length->empty() || length->size() > 9 ||
+            !std::all_of(length->begin(), length->end(), [](char c) { return c >= '0' && c <= '9'; }))
+            return refuse(400);
+        m_contentLength = std::stoul(std::string(*length));
+    } else if (method == "POST") {
+        return refuse(411);
+    }
+    if (method == "GET" && m_contentLength != 0)
+        return refuse(400);
+    if (m_contentLength > kMaximumBody)
+        return refuse(413);
     m_buffer.clear();
     m_state = State::complete;
     return m_state;

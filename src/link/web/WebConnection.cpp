@@ -25,10 +25,13 @@ constexpr char kSecurityHeaders[] =
 QByteArray reasonPhrase(int status) {
     switch (status) {
     case 200: return "OK";
+    case 204: return "No Content";
     case 400: return "Bad Request";
     case 403: return "Forbidden";
     case 404: return "Not Found";
     case 405: return "Method Not Allowed";
+    case 411: return "Length Required";
+    case 413: return "Content Too Large";
     case 408: return "Request Timeout";
     case 414: return "URI Too Long";
     case 426: return "Upgrade Required";
@@ -55,7 +58,7 @@ QByteArray contentType(const QString& name) {
 WebConnection::WebConnection(qintptr descriptor, const QSslConfiguration& configuration, QString resourceRoot,
                              std::chrono::milliseconds deadline, int maximumRequests, QObject* parent)
     : QObject(parent), m_socket(std::make_unique<QSslSocket>()), m_resourceRoot(std::move(resourceRoot)),
-      m_requestsLeft(maximumRequests) {
+      m_requestsLeft(maximumRequests), m_deadlineLength(deadline) {
     m_deadline.setSingleShot(true);
     connect(&m_deadline, &QTimer::timeout, this, [this] { abort(); });
     if (!m_socket->setSocketDescriptor(descriptor)) {
@@ -120,21 +123,38 @@ void WebConnection::readAvailable() {
     }
 }
 
-void WebConnection::handle(const HttpRequest& request) {
+// Only the page this endpoint served may open a link: another site open in the same browser
+// would send its own origin.
+bool WebConnection::fromOwnOrigin(const HttpRequest& request) const {
+    const auto host = request.header("host");
+    const auto origin = request.header("origin");
+    if (host && origin && *origin == "https://" + std::string(*host))
+        return true;
+    qCInfo(lcWeb).noquote() << "Link from a foreign origin refused:"
+                            << QString::fromStdString(std::string(origin.value_or("(none)")));
+    return false;
+}
+
+// The request just answered is consumed; the reader starts on the next.
+void WebConnection::nextRequest() {
+    m_socket->read(static_cast<qint64>(m_reader.headLength() + m_reader.contentLength()));
+    m_fed = 0;
+    m_reader = HttpRequestReader();
+}
+
+void WebConnection::handle(HttpRequest request) {
     m_userAgent = QString::fromStdString(std::string(request.header("user-agent").value_or("")));
     const QString target = QString::fromStdString(request.target).section(QLatin1Char('?'), 0, 0);
+    if (request.method == "POST") {
+        handlePost(request, target);
+        return;
+    }
     if (target == QLatin1String("/ws")) {
-        const auto host = request.header("host");
-        const auto origin = request.header("origin");
         if (!request.headerLists("connection", "upgrade") || !request.headerLists("upgrade", "websocket")) {
             respond(426, "text/plain; charset=utf-8", "WebSocket only\n", false);
             return;
         }
-        // Only the page this endpoint served may open the socket: another site open in the same
-        // browser would send its own origin.
-        if (!host || !origin || *origin != "https://" + std::string(*host)) {
-            qCInfo(lcWeb).noquote() << "WebSocket from a foreign origin refused:"
-                                    << QString::fromStdString(std::string(origin.value_or("(none)")));
+        if (!fromOwnOrigin(request)) {
             respond(403, "text/plain; charset=utf-8", "Forbidden\n", false);
             return;
         }
@@ -144,9 +164,15 @@ void WebConnection::handle(const HttpRequest& request) {
         return;
     }
     // Consumed only now that it is not an upgrade.
-    m_socket->read(static_cast<qint64>(m_reader.headLength()));
-    m_fed = 0;
-    m_reader = HttpRequestReader();
+    nextRequest();
+    // A browser's EventSource sends no origin for its own; what the stream says first only that
+    // page can read.
+    if (target == QLatin1String("/link")) {
+        m_deadline.stop();
+        if (onEventStream)
+            onEventStream();
+        return;
+    }
     static const QRegularExpression file(QStringLiteral("^/([a-z0-9][a-z0-9.-]{0,63})$"));
     const auto match = file.match(target == QLatin1String("/") ? QStringLiteral("/index.html") : target);
     QFile resource(m_resourceRoot + QLatin1Char('/') + match.captured(1));
@@ -160,10 +186,34 @@ void WebConnection::handle(const HttpRequest& request) {
     respond(200, type, resource.readAll(), keepAlive);
 }
 
+void WebConnection::handlePost(const HttpRequest& request, const QString& target) {
+    if (m_socket->bytesAvailable() < static_cast<qint64>(m_reader.headLength() + m_reader.contentLength()))
+        return; // the body is still on its way
+    const QByteArray body = m_socket->peek(m_socket->bytesAvailable())
+                                .sliced(static_cast<qsizetype>(m_reader.headLength()),
+                                        static_cast<qsizetype>(m_reader.contentLength()));
+    nextRequest();
+    if (!fromOwnOrigin(request)) {
+        respond(403, "text/plain; charset=utf-8", "Forbidden\n", false);
+        return;
+    }
+    static const QRegularExpression link(QStringLiteral("^/link/([A-Za-z0-9_-]{22})$"));
+    const auto match = link.match(target);
+    if (!match.hasMatch() || !onPost || !onPost(match.captured(1), body)) {
+        respond(404, "text/plain; charset=utf-8", "Not Found\n", false);
+        return;
+    }
+    m_deadline.start(m_deadlineLength);
+    respond(204, {}, {}, !request.headerLists("connection", "close"));
+}
+
 void WebConnection::respond(int status, const QByteArray& type, const QByteArray& body, bool keepAlive) {
-    QByteArray head = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonPhrase(status) + "\r\n" +
-                      "Content-Type: " + type + "\r\n" + "Content-Length: " + QByteArray::number(body.size()) +
-                      "\r\n" + kSecurityHeaders + (keepAlive ? "" : "Connection: close\r\n") + "\r\n";
+    // A 204 has no content and says nothing of it.
+    const QByteArray content = status == 204 ? QByteArray()
+                                             : "Content-Type: " + type + "\r\n" + "Content-Length: " +
+                                                   QByteArray::number(body.size()) + "\r\n";
+    QByteArray head = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonPhrase(status) + "\r\n" + content +
+                      kSecurityHeaders + (keepAlive ? "" : "Connection: close\r\n") + "\r\n";
     m_socket->write(head + body);
     if (!keepAlive) {
         m_done = true;

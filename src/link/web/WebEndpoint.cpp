@@ -5,8 +5,10 @@
 #include <QWebSocket>
 #include <QWebSocketServer>
 
+#include "Random.h"
 #include "net/LinkListener.h"
 #include "web/BrowserRegistry.h"
+#include "web/EventStreamLink.h"
 #include "web/WebConnection.h"
 #include "web/WebSocketLink.h"
 
@@ -89,6 +91,13 @@ void WebEndpoint::accept(qintptr descriptor) {
         if (guard)
             upgrade(guard);
     };
+    connection->onEventStream = [this, guard] {
+        if (guard)
+            openStream(guard);
+    };
+    connection->onPost = [this, guard](const QString& id, const QByteArray& body) {
+        return guard && post(guard, id, body);
+    };
     m_pending.push_back(guard);
 }
 
@@ -109,24 +118,57 @@ void WebEndpoint::upgraded() {
         const QString key = peerKey(socket->peerAddress(), socket->peerPort());
         const QString userAgent = m_userAgents.contains(key) ? m_userAgents.at(key) : QString();
         m_userAgents.erase(key);
-        auto* link = new WebSocketLink(std::move(socket), m_registry, userAgent, computerName, m_uptime);
-        link->onPaired = [this](const BrowserCredential& browser) {
-            if (onRegistryChanged)
-                onRegistryChanged();
-            if (onBrowserPaired)
-                onBrowserPaired(browser.name);
-        };
-        link->onAuthenticated = [this] {
-            if (onRegistryChanged)
-                onRegistryChanged();
-        };
-        std::erase_if(m_links, [](const QPointer<WebSocketLink>& known) { return !known || known->isClosed(); });
-        m_links.emplace_back(link);
-        if (onLink)
-            onLink(link);
-        else
-            delete link;
+        handOn(new WebSocketLink(std::move(socket), m_registry, userAgent, computerName, m_uptime));
     }
+}
+
+void WebEndpoint::openStream(WebConnection* connection) {
+    QByteArray bytes(16, '\0');
+    if (!secureRandomBytes({reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())})) {
+        connection->abort();
+        return;
+    }
+    const QString id = QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    const QString userAgent = connection->userAgent();
+    std::unique_ptr<QSslSocket> socket = connection->takeSocket();
+    connection->deleteLater();
+    std::erase_if(m_streams, [](const auto& entry) { return !entry.second || entry.second->isClosed(); });
+    auto* link = new EventStreamLink(std::move(socket), id, m_registry, userAgent, computerName, m_uptime);
+    m_streams[id] = link;
+    handOn(link);
+}
+
+bool WebEndpoint::post(WebConnection* connection, const QString& id, const QByteArray& body) {
+    const auto found = m_streams.find(id);
+    if (found == m_streams.end() || !found->second || found->second->isClosed())
+        return false;
+    const QPointer<EventStreamLink> link = found->second;
+    link->post(body);
+    // The link's own connection from now on: a flood of newcomers does not end it.
+    if (link && link->isAuthenticated() && std::erase(m_pending, QPointer<WebConnection>(connection)) > 0) {
+        std::erase_if(m_upstreams, [](const QPointer<WebConnection>& known) { return !known; });
+        m_upstreams.emplace_back(connection);
+    }
+    return true;
+}
+
+void WebEndpoint::handOn(BrowserLink* link) {
+    link->onPaired = [this](const BrowserCredential& browser) {
+        if (onRegistryChanged)
+            onRegistryChanged();
+        if (onBrowserPaired)
+            onBrowserPaired(browser.name);
+    };
+    link->onAuthenticated = [this] {
+        if (onRegistryChanged)
+            onRegistryChanged();
+    };
+    std::erase_if(m_links, [](const QPointer<BrowserLink>& known) { return !known || known->isClosed(); });
+    m_links.emplace_back(link);
+    if (onLink)
+        onLink(link);
+    else
+        delete link;
 }
 
 } // namespace quillvane

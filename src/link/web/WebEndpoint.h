@@ -20,17 +20,20 @@ class QWebSocketServer;
 
 namespace quillvane {
 
+class BrowserLink;
 class BrowserRegistry;
+class EventStreamLink;
 class LinkListener;
 class WebConnection;
-class WebSocketLink;
 
 // The browser controller's endpoint: HTTPS on one port with the endpoint's own certificate. A
 // GET for one of the page's files (embedded under `resourceRoot`) is answered with the file and
 // a strict Content-Security-Policy; a GET of /ws from the page's own origin becomes a WebSocket
-// and is handed on as a WebSocketLink, not started, for the session's admission. Everything else
-// gets its status and the connection closes. Connections that have not become a WebSocket are
-// bounded in number and time, so a flood of them costs little and ends by itself.
+// and is handed on as a WebSocketLink, not started, for the session's admission; a GET of /link
+// becomes an EventStreamLink, handed on the same way, and POSTs to /link/<id> feed it. Everything
+// else gets its status and the connection closes. Connections that have not become a link are
+// bounded in number and time, so a flood of them costs little and ends by itself; one that
+// carries an authenticated link's POSTs is the link's and no longer counted.
 class WebEndpoint : public QObject {
     Q_OBJECT
 
@@ -53,8 +56,8 @@ public:
     // Ends the WebSockets of a revoked browser (every browser's when `id` is empty).
     void closeBrowser(const QString& id);
 
-    // A new WebSocket link, not started; the receiver takes ownership.
-    std::function<void(WebSocketLink* link)> onLink;
+    // A new browser link, not started; the receiver takes ownership.
+    std::function<void(BrowserLink* link)> onLink;
     // A browser paired, or one proved its credential: the registry changed and wants saving.
     std::function<void()> onRegistryChanged;
     // This computer's name, for the page to show once a browser proved itself.
@@ -66,6 +69,9 @@ private:
     void accept(qintptr descriptor);
     void upgrade(WebConnection* connection);
     void upgraded();
+    void openStream(WebConnection* connection);
+    bool post(WebConnection* connection, const QString& id, const QByteArray& body);
+    void handOn(BrowserLink* link);
 
     QSslConfiguration m_configuration;
     BrowserRegistry& m_registry;
@@ -74,7 +80,10 @@ private:
     std::unique_ptr<LinkListener> m_listener;
     std::unique_ptr<QWebSocketServer> m_sockets;
     std::deque<QPointer<WebConnection>> m_pending;
-    std::vector<QPointer<WebSocketLink>> m_links;
+    std::vector<QPointer<BrowserLink>> m_links;
+    std::map<QString, QPointer<EventStreamLink>> m_streams;
+    // Connections that carry authenticated links' POSTs.
+    std::vector<QPointer<WebConnection>> m_upstreams;
     // User agents of sockets handed to the WebSocket server, by peer address and port, until it
     // hands them back as WebSockets.
     std::map<QString, QString> m_userAgents;

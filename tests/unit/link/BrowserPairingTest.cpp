@@ -29,7 +29,11 @@ TEST(HttpRequestReader, readsAHeadSplitAnywhereAndRefusesWhatTheEndpointDoesNotS
     }
     const std::string host = "Host: h\r\n";
     const std::pair<std::string, int> refused[] = {
-        {"POST / HTTP/1.1\r\n" + host + "\r\n", 405},
+        {"PUT / HTTP/1.1\r\n" + host + "\r\n", 405},
+        {"POST / HTTP/1.1\r\n" + host + "\r\n", 411},                      // a body of no stated length
+        {"POST / HTTP/1.1\r\n" + host + "Content-Length: 1048577\r\n\r\n", 413},
+        {"POST / HTTP/1.1\r\n" + host + "Content-Length: -1\r\n\r\n", 400},
+        {"POST / HTTP/1.1\r\n" + host + "Transfer-Encoding: chunked\r\n\r\n", 400},
         {"GET / HTTP/1.0\r\n" + host + "\r\n", 505},
         {"GET / HTTP/1.1\r\n\r\n", 400},                                     // no Host
         {"GET / HTTP/1.1\r\n" + host + host + "\r\n", 400},                  // a field twice
@@ -45,6 +49,10 @@ TEST(HttpRequestReader, readsAHeadSplitAnywhereAndRefusesWhatTheEndpointDoesNotS
         EXPECT_EQ(reader.feed(request), HttpRequestReader::State::refused) << request.substr(0, 40);
         EXPECT_EQ(reader.refusal(), status) << request.substr(0, 40);
     }
+    HttpRequestReader post;
+    EXPECT_EQ(post.feed("POST /link/x HTTP/1.1\r\n" + host + "Content-Length: 12\r\n\r\n{\"a\":1}"),
+              HttpRequestReader::State::complete);
+    EXPECT_EQ(post.contentLength(), 12u);
     std::string many = "GET / HTTP/1.1\r\n" + host;
     for (int i = 0; i < 60; ++i)
         many += "F" + std::to_string(i) + ": v\r\n";

@@ -1,6 +1,6 @@
 // The browser endpoint on loopback with real TLS: the page's files, what it refuses, and browser
-// pairing and authentication over a real WebSocket client. openssl s_client checks the
-// certificate from outside.
+// pairing and authentication over a real WebSocket client and over an event stream with POSTs.
+// openssl s_client checks the certificate from outside.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@
 #include "web/BrowserProof.h"
 #include "web/BrowserRegistry.h"
 #include "web/WebEndpoint.h"
-#include "web/WebSocketLink.h"
+#include "web/BrowserLink.h"
 
 using namespace quillvane;
 
@@ -37,7 +37,7 @@ protected:
         index.close();
         m_endpoint = std::make_unique<WebEndpoint>(WebIdentity::create(QStringLiteral("Test")), m_registry,
                                                    [this] { return m_now; }, m_files.path());
-        m_endpoint->onLink = [this](WebSocketLink* link) {
+        m_endpoint->onLink = [this](BrowserLink* link) {
             m_links.emplace_back(link);
             link->onMessage = [this](const WireMessage& message) { m_received.push_back(message); };
             link->start();
@@ -99,7 +99,7 @@ protected:
     BrowserRegistry m_registry;
     double m_now = 1000;
     std::unique_ptr<WebEndpoint> m_endpoint;
-    std::vector<std::unique_ptr<WebSocketLink>> m_links;
+    std::vector<std::unique_ptr<BrowserLink>> m_links;
     std::vector<WireMessage> m_received;
     QString m_origin;
 };
@@ -191,6 +191,86 @@ TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverPr
     ASSERT_TRUE(silent->awaitStep(1));
     EXPECT_TRUE(testing_support::waitUntil([&] { return silent->closed; }, kGenerousMs)) << "an unproven socket stayed open";
     EXPECT_EQ(silent->type(silent->steps.size() - 1), QStringLiteral("refused"));
+}
+
+// A TLS connection that stays open: the event stream, or the connection the page POSTs on.
+struct Connection {
+    QSslSocket socket;
+    QByteArray received;
+    quint16 port;
+    explicit Connection(quint16 endpointPort) : port(endpointPort) {
+        QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
+        QObject::connect(&socket, &QSslSocket::readyRead, &socket, [this] { received += socket.readAll(); });
+        socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
+    }
+    // The events' data so far, as JSON.
+    std::vector<QJsonObject> events() const {
+        std::vector<QJsonObject> found;
+        for (const QByteArray& block : received.split('\n'))
+            if (block.startsWith("data: "))
+                found.push_back(QJsonDocument::fromJson(block.mid(6)).object());
+        return found;
+    }
+    bool awaitEvents(std::size_t count) {
+        return testing_support::waitUntil([&] { return events().size() >= count; }, kGenerousMs);
+    }
+    // Posts `body` to the link `id` and returns the status line of the answer.
+    QByteArray post(const QString& id, const QByteArray& body, const QByteArray& origin) {
+        received.clear();
+        socket.write("POST /link/" + id.toLatin1() + " HTTP/1.1\r\nHost: 127.0.0.1:" +
+                     QByteArray::number(port) + "\r\nOrigin: " + origin +
+                     "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        testing_support::waitUntil([&] { return received.contains("\r\n\r\n"); }, kGenerousMs);
+        return received.left(received.indexOf("\r\n"));
+    }
+};
+
+TEST_F(WebEndpointTest, aBrowserWithoutWebSocketsPairsAndSpeaksOverAnEventStreamAndPosts) {
+    const QString token = m_registry.issueToken(m_now);
+    Connection stream(m_endpoint->port());
+    stream.socket.write("GET /link HTTP/1.1\r\nHost: h\r\nAccept: text/event-stream\r\n\r\n");
+    ASSERT_TRUE(stream.awaitEvents(1));
+    EXPECT_TRUE(stream.received.startsWith("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"));
+    const QString link = stream.events()[0].value(QStringLiteral("link")).toString();
+    ASSERT_EQ(link.size(), 22);
+    const QByteArray hostNonce = QByteArray::fromBase64(stream.events()[0].value(QStringLiteral("nonce")).toString().toLatin1());
+
+    const QByteArray origin = m_origin.toLatin1();
+    Connection up(m_endpoint->port());
+    const QByteArray pair = QJsonDocument(QJsonObject{{QStringLiteral("type"), QStringLiteral("pair")},
+                                                      {QStringLiteral("token"), token}}).toJson(QJsonDocument::Compact);
+    EXPECT_EQ(up.post(link, pair, "https://evil.example"), "HTTP/1.1 403 Forbidden");
+    Connection up2(m_endpoint->port());
+    EXPECT_EQ(up2.post(QString(22, QLatin1Char('A')), pair, origin), "HTTP/1.1 404 Not Found");
+    Connection page(m_endpoint->port());
+    EXPECT_EQ(page.post(link, pair, origin), "HTTP/1.1 204 No Content");
+    ASSERT_TRUE(stream.awaitEvents(2));
+    const QJsonObject credential = stream.events()[1];
+    const QString id = credential.value(QStringLiteral("id")).toString();
+    const QByteArray secret = QByteArray::fromBase64(credential.value(QStringLiteral("secret")).toString().toLatin1());
+    EXPECT_EQ(page.post(link, QJsonDocument(proof(id, secret, hostNonce)).toJson(QJsonDocument::Compact), origin),
+              "HTTP/1.1 204 No Content");
+    ASSERT_TRUE(stream.awaitEvents(3));
+    EXPECT_EQ(stream.events()[2].value(QStringLiteral("type")).toString(), QStringLiteral("proven"));
+    ASSERT_EQ(m_links.size(), 1);
+    EXPECT_TRUE(m_links[0]->isAuthenticated());
+
+    // A flood of new connections does not end the one the page posts on; texts of one POST
+    // arrive in order.
+    std::vector<std::unique_ptr<Connection>> flood;
+    for (std::size_t i = 0; i <= WebEndpoint::kMaximumPending; ++i)
+        flood.push_back(std::make_unique<Connection>(m_endpoint->port()));
+    testing_support::waitUntil([&] { return flood.back()->socket.isEncrypted(); }, kGenerousMs);
+    EXPECT_EQ(page.post(link, R"({"kind":"heartbeat","version":1})" "\n" R"({"kind":"text","version":1,"text":"a"})", origin),
+              "HTTP/1.1 204 No Content");
+    ASSERT_TRUE(testing_support::waitUntil([&] { return m_received.size() == 2; }, kGenerousMs));
+    EXPECT_EQ(m_received[0].kind, WireMessage::Kind::heartbeat);
+    EXPECT_EQ(m_received[1].kind, WireMessage::Kind::text);
+
+    // The page goes away: its stream ends, and so does the link.
+    stream.socket.abort();
+    EXPECT_TRUE(testing_support::waitUntil([&] { return m_links[0]->isClosed(); }, kGenerousMs));
+    EXPECT_EQ(page.post(link, pair, origin), "HTTP/1.1 404 Not Found");
 }
 
 } // namespace
