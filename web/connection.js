@@ -1,8 +1,11 @@
-// The link to the host: two WebSockets ("control" and "audio") that each prove the browser's
+// The link to the host: two channels ("control" and "audio") that each prove the browser's
 // credential before anything else, then bind with hello/welcome as a phone's two channels do.
+// A channel is a WebSocket, or the same texts over plain HTTPS requests where the browser refuses
+// the WebSocket (StreamLink).
 // Heartbeats keep the session and give the round-trip time; a lost link is re-established, and a
 // page that went to the background reconnects on its return by the core's resume rule.
 import * as credentials from './credential.js';
+import { StreamLink } from './stream.js';
 
 const heartbeatInterval = 1000;
 const stepDeadline = 5000;
@@ -89,6 +92,9 @@ export class Connection {
         this.retryTimer = null;
         this.heartbeatTimer = null;
         this.heartbeats = [];
+        // Set once a WebSocket failed and an event stream worked in its place: this browser's
+        // WebSockets are not tried again while the page lives.
+        this.streams = false;
     }
 
     get busy() {
@@ -158,12 +164,12 @@ export class Connection {
     }
 
     sendControl(text) {
-        if (text && this.state === 'connected' && this.control.readyState === WebSocket.OPEN)
+        if (text && this.state === 'connected' && this.control.readyState === this.control.OPEN)
             this.control.send(text);
     }
 
     sendAudio(text) {
-        if (text && this.state === 'connected' && this.audio.readyState === WebSocket.OPEN)
+        if (text && this.state === 'connected' && this.audio.readyState === this.audio.OPEN)
             this.audio.send(text);
     }
 
@@ -174,11 +180,31 @@ export class Connection {
         this.sendControl(this.core.messages.heartbeat());
     }
 
+    // An open channel and its frames: a WebSocket first, and an event stream if the WebSocket
+    // failed before it opened. A computer that is off fails both, and nothing is learnt.
+    async open(generation) {
+        const attach = (socket) => {
+            this.sockets.push(socket);
+            return [socket, new Frames(socket)];
+        };
+        if (!this.streams) {
+            const [socket, frames] = attach(new WebSocket(`wss://${location.host}/ws`));
+            try {
+                await opened(socket);
+                return [socket, frames];
+            } catch (error) {
+                if (generation !== this.generation)
+                    throw error;
+            }
+        }
+        const [stream, frames] = attach(new StreamLink());
+        await opened(stream);
+        this.streams = true;
+        return [stream, frames];
+    }
+
     async bind(channel, generation) {
-        const socket = new WebSocket(`wss://${location.host}/ws`);
-        this.sockets.push(socket);
-        const frames = new Frames(socket);
-        await opened(socket);
+        const [socket, frames] = await this.open(generation);
         await this.authenticate(socket, frames);
         if (generation !== this.generation)
             throw new Error('superseded');
