@@ -439,6 +439,38 @@ test('half-open TLS and WebSocket connections to the page\'s port do not keep th
     }
 });
 
+// Run in a page before its own scripts: every WebSocket fails before it opens, as Safari's do to a
+// self-signed certificate; `socketsTried` counts them.
+const socketsFail = () => {
+    window.socketsTried = 0;
+    window.WebSocket = class {
+        constructor() {
+            ++window.socketsTried;
+            setTimeout(() => {
+                this.onerror?.(new Event('error'));
+                this.onclose?.(new CloseEvent('close'));
+            });
+        }
+        close() {}
+    };
+};
+
+test('where WebSockets fail, the page connects over the event stream and keeps to it', async () => {
+    const streamed = await open(browser, origin + '/', 'en-US', socketsFail);
+    try {
+        await connected(streamed);
+        // The heartbeat's answer came down the stream; the audio channel tried no WebSocket.
+        await streamed.waitForFunction(() => /\d/.test(document.getElementById('rtt').textContent), { timeout: 5000 });
+        assert.equal(await streamed.evaluate(() => window.socketsTried), 1);
+        execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
+        const pad = await middle(streamed, '#pad');
+        await strokeOf(streamed, { x: pad.x - 60, y: pad.y }, { x: pad.x + 60, y: pad.y });
+        await waitFor(() => pointer().x > home.x + 20, 'the pointer to move over the event stream');
+    } finally {
+        await streamed.close();
+    }
+});
+
 test('in WebKit, as in Safari, the page pairs, names the computer and moves the pointer', async () => {
     const fresh = host.lines.findLast((l) => l.startsWith('Browser link: ')).slice('Browser link: '.length);
     const webkit = await openWebKit(fresh);
@@ -454,6 +486,14 @@ test('in WebKit, as in Safari, the page pairs, names the computer and moves the 
         const before = pointer();
         await webkit.stroke('#pad', -60, 12);
         await waitFor(() => pointer().x > before.x + 20, 'the pointer to move from WebKit');
+        // The same page again with WebSockets failing: WebKit's event stream and requests carry it.
+        await webkit.run(`(${socketsFail})(); document.getElementById('connect').click();
+            document.getElementById('connect').click();`);
+        await waitFor(async () => (await webkit.run('return document.body.dataset.state')) === 'connected', 'WebKit to connect over the event stream');
+        assert.equal(await webkit.run('return window.socketsTried'), 1);
+        execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
+        await webkit.stroke('#pad', -60, 12);
+        await waitFor(() => pointer().x > home.x + 20, 'the pointer to move over WebKit\'s event stream');
     } finally {
         await webkit.close();
     }
