@@ -63,10 +63,22 @@ class Frames {
     }
 }
 
+// Resolves when the channel opens; rejects when it fails, or has not opened within the step
+// deadline (it is closed then), so that a connection that hangs is given up like a refused one.
 function opened(socket) {
     return new Promise((resolve, reject) => {
-        socket.onopen = resolve;
-        socket.onerror = () => reject(new Error('socket failed'));
+        const timer = setTimeout(() => {
+            reject(new Error('socket timeout'));
+            socket.close();
+        }, stepDeadline);
+        socket.onopen = () => {
+            clearTimeout(timer);
+            resolve();
+        };
+        socket.onerror = () => {
+            clearTimeout(timer);
+            reject(new Error('socket failed'));
+        };
     });
 }
 

@@ -455,8 +455,22 @@ const socketsFail = () => {
     };
 };
 
-test('where WebSockets fail, the page connects over the event stream and keeps to it', async () => {
-    const streamed = await open(browser, origin + '/', 'en-US', socketsFail);
+// The same, but a WebSocket never answers until the page gives up on it and closes it.
+const socketsHang = () => {
+    window.socketsTried = 0;
+    window.WebSocket = class {
+        constructor() {
+            ++window.socketsTried;
+        }
+        close() {
+            this.onerror?.(new Event('error'));
+            this.onclose?.(new CloseEvent('close'));
+        }
+    };
+};
+
+test('where WebSockets hang, the page connects over the event stream and keeps to it', async () => {
+    const streamed = await open(browser, origin + '/', 'en-US', socketsHang);
     try {
         await connected(streamed);
         // The heartbeat's answer came down the stream; the audio channel tried no WebSocket.
