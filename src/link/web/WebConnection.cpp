@@ -83,6 +83,8 @@ WebConnection::~WebConnection() {
     }
 }
 
+QHostAddress WebConnection::peerAddress() const { return m_socket ? m_socket->peerAddress() : QHostAddress(); }
+
 std::unique_ptr<QSslSocket> WebConnection::takeSocket() {
     m_deadline.stop();
     if (m_socket)

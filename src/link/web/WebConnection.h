@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHostAddress>
 #include <QObject>
 #include <QSslConfiguration>
 #include <QString>
@@ -29,6 +30,7 @@ public:
     // The socket, released to the caller; call once, from onUpgrade.
     std::unique_ptr<QSslSocket> takeSocket();
     const QString& userAgent() const { return m_userAgent; }
+    QHostAddress peerAddress() const;
     // Ends the connection now.
     void abort();
 

@@ -140,7 +140,9 @@ void WebEndpoint::openStream(WebConnection* connection) {
 
 bool WebEndpoint::post(WebConnection* connection, const QString& id, const QByteArray& body) {
     const auto found = m_streams.find(id);
-    if (found == m_streams.end() || !found->second || found->second->isClosed())
+    // Only from where the stream went: the id alone, were it to leak, is not enough.
+    if (found == m_streams.end() || !found->second || found->second->isClosed() ||
+        found->second->peerAddress() != connection->peerAddress())
         return false;
     const QPointer<EventStreamLink> link = found->second;
     link->post(body);

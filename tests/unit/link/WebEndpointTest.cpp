@@ -198,9 +198,10 @@ struct Connection {
     QSslSocket socket;
     QByteArray received;
     quint16 port;
-    explicit Connection(quint16 endpointPort) : port(endpointPort) {
+    explicit Connection(quint16 endpointPort, const QString& from = QStringLiteral("127.0.0.1")) : port(endpointPort) {
         QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
         QObject::connect(&socket, &QSslSocket::readyRead, &socket, [this] { received += socket.readAll(); });
+        socket.bind(QHostAddress(from));
         socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
     }
     // The events' data so far, as JSON.
@@ -242,6 +243,8 @@ TEST_F(WebEndpointTest, aBrowserWithoutWebSocketsPairsAndSpeaksOverAnEventStream
     EXPECT_EQ(up.post(link, pair, "https://evil.example"), "HTTP/1.1 403 Forbidden");
     Connection up2(m_endpoint->port());
     EXPECT_EQ(up2.post(QString(22, QLatin1Char('A')), pair, origin), "HTTP/1.1 404 Not Found");
+    Connection elsewhere(m_endpoint->port(), QStringLiteral("127.0.0.2"));
+    EXPECT_EQ(elsewhere.post(link, pair, origin), "HTTP/1.1 404 Not Found") << "another host posted to the link";
     Connection page(m_endpoint->port());
     EXPECT_EQ(page.post(link, pair, origin), "HTTP/1.1 204 No Content");
     ASSERT_TRUE(stream.awaitEvents(2));
