@@ -18,6 +18,8 @@
 // waits a moment to tell pointing from scrolling), and the first move of the fresh page is
 // shown apart as well. Last, the same sweep on a bare page of the same origin gives the browser's
 // own share: how long after a touch's time stamp it hands the move to a page that does nothing.
+// With --stream the page's WebSockets fail and it talks over its event stream and POSTs, as in a
+// browser that refuses the WebSocket; DevTools then stamps each request instead of each frame.
 
 #include <QCoreApplication>
 #include <QJsonArray>
@@ -158,6 +160,8 @@ const char* verdict(bool met) {
 int main(int argc, char** argv) {
     XInitThreads();
     QCoreApplication app(argc, argv);
+    // --stream: the page as in a browser that refuses its WebSocket.
+    const bool stream = app.arguments().contains(QStringLiteral("--stream"));
     std::string error;
 
     PrivateXServer privateServer;
@@ -181,8 +185,9 @@ int main(int argc, char** argv) {
         return failWith("the program printed no browser link: it was built without its page");
 
     std::printf("bench_browser_latency: X server: %s; %d moves, one every %d ms, %d px each, "
-                "turning every %d; send to MotionNotify at a separate X client\n",
-                serverName.c_str(), kMoves, kIntervalMs, kStep, kLeg);
+                "turning every %d; send to MotionNotify at a separate X client; the page's %s\n",
+                serverName.c_str(), kMoves, kIntervalMs, kStep, kLeg,
+                stream ? "event stream and POSTs (its WebSockets made to fail)" : "WebSockets");
     std::fflush(stdout);
 
     // The native phone, at the browser's pace.
@@ -211,7 +216,8 @@ int main(int argc, char** argv) {
                        QString::number(kMoves), QStringLiteral("--interval"),
                        QString::number(kIntervalMs), QStringLiteral("--step"),
                        QString::number(kStep), QStringLiteral("--leg"), QString::number(kLeg),
-                       QStringLiteral("--rest"), QString::number(kRestMs)});
+                       QStringLiteral("--rest"), QString::number(kRestMs), QStringLiteral("--transport"),
+                       stream ? QStringLiteral("stream") : QStringLiteral("socket")});
     const std::int64_t spawned = MoveSweep::now();
     node.start();
     waitUntil([&] { return node.state() == QProcess::NotRunning; }, 120s);
@@ -259,11 +265,11 @@ int main(int argc, char** argv) {
     std::printf("  %-46s %6s %8s %8s %8s %9s\n", "latency (ms)", "moves", "p50", "p99", "max",
                 "unmatched");
     printRow("touch -> X pointer motion through the browser", browser, browserSummary);
-    printRow("  touch -> its WebSocket frame leaves Chromium", {page.toFrame, 0},
+    printRow("  touch -> its message leaves Chromium", {page.toFrame, 0},
              LatencySummary::of(page.toFrame));
     printRow("    of which the page: event -> message sent", {page.handling, 0},
              LatencySummary::of(page.handling));
-    printRow("  frame -> X pointer motion (link, host, X)", afterPage,
+    printRow("  message -> X pointer motion (link, host, X)", afterPage,
              LatencySummary::of(afterPage.latencies));
     printRow("native: controller move -> X pointer motion", native, nativeSummary);
     // The browser's own share, which no page can shorten: the same sweep on a page that does

@@ -8,6 +8,9 @@
 // Then the same sweep on a bare page of the same origin, which only notes each move: how long
 // after a touch's own time stamp this browser hands a move to a page that does nothing else, in
 // the same run as the page's own figure ("handed").
+// With --transport stream every WebSocket the page makes fails at once, as a browser's that refuses
+// the certificate for it, and the page carries its messages over the event stream and POSTs; then
+// the moves are read from the POST bodies, and DevTools stamps each request as it leaves.
 //   node browser-touch.mjs --link LINK --moves N --interval MS --step PX --leg MOVES --rest MS
 import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -18,7 +21,7 @@ import { connected, fingers, launch, middle, openPage, sleep } from '../../tests
 const now = () => process.hrtime.bigint();
 const started = now();
 const { values } = parseArgs({
-    options: Object.fromEntries(['link', 'moves', 'interval', 'step', 'leg', 'rest'].map((name) => [name, { type: 'string' }])),
+    options: Object.fromEntries(['link', 'moves', 'interval', 'step', 'leg', 'rest', 'transport'].map((name) => [name, { type: 'string' }])),
 });
 const [moves, interval, step, leg, rest] = ['moves', 'interval', 'step', 'leg', 'rest'].map((name) => Number(values[name]));
 
@@ -42,10 +45,28 @@ function watchMoves() {
         window.benchHanded.push(handedOver - event.timeStamp);
     }, { capture: true, passive: true });
     window.benchTouches = () => touches;
+    const note = (text) => {
+        if (typeof text === 'string' && text.includes('"kind":"move"'))
+            sent.push([touches, text, performance.now() - handedOver]);
+    };
+    if (window.benchStream) {
+        window.WebSocket = class {
+            constructor() {
+                setTimeout(() => this.onerror?.(new Event('error')));
+            }
+            close() {}
+        };
+        const post = window.fetch;
+        window.fetch = function (url, options) {
+            if (options?.method === 'POST')
+                String(options.body).split('\n').forEach(note);
+            return post.call(this, url, options);
+        };
+        return;
+    }
     const send = WebSocket.prototype.send;
     WebSocket.prototype.send = function (data) {
-        if (typeof data === 'string' && data.includes('"kind":"move"'))
-            sent.push([touches, data, performance.now() - handedOver]);
+        note(data);
         return send.call(this, data);
     };
 }
@@ -82,18 +103,26 @@ try {
     // The link names the machine's network address; the benchmark keeps to loopback.
     const url = new URL(values.link);
     url.hostname = '127.0.0.1';
-    const page = await openPage(browser, url.href, 'en-US', watchMoves);
+    const stream = values.transport === 'stream';
+    const page = await openPage(browser, url.href, 'en-US', stream ? `window.benchStream = true; (${watchMoves})();` : watchMoves);
     await connected(page);
     const load = await page.evaluate(() => {
         const entries = performance.getEntriesByType('navigation').concat(performance.getEntriesByType('resource'));
         return { bytes: entries.reduce((sum, entry) => sum + entry.encodedBodySize, 0), files: entries.length };
     });
 
-    // DevTools stamps each WebSocket frame as it leaves, on the same monotonic clock.
+    // DevTools stamps each WebSocket frame, or each request, as it leaves, on the same monotonic
+    // clock; a request's stamp is each of its moves'.
     const frames = [];
-    page.devtools.on('Network.webSocketFrameSent', ({ timestamp, response }) => {
-        if (response.payloadData.includes('"kind":"move"'))
-            frames.push(String(Math.round(timestamp * 1e9)));
+    const stamp = (timestamp, text) => {
+        for (const line of text.split('\n'))
+            if (line.includes('"kind":"move"'))
+                frames.push(String(Math.round(timestamp * 1e9)));
+    };
+    page.devtools.on('Network.webSocketFrameSent', ({ timestamp, response }) => stamp(timestamp, response.payloadData));
+    page.devtools.on('Network.requestWillBeSent', ({ timestamp, request }) => {
+        if (request.method === 'POST')
+            stamp(timestamp, request.postData ?? '');
     });
     await page.devtools.send('Network.enable');
 
