@@ -167,9 +167,13 @@ void WebConnection::handle(HttpRequest request) {
     }
     // Consumed only now that it is not an upgrade.
     nextRequest();
-    // A browser's EventSource sends no origin for its own; what the stream says first only that
-    // page can read.
+    // A browser's EventSource sends no origin for its own page, and another site's its own: what
+    // the stream says first only the page can read, but no other site opens links here either.
     if (target == QLatin1String("/link")) {
+        if (request.header("origin") && !fromOwnOrigin(request)) {
+            respond(403, "text/plain; charset=utf-8", "Forbidden\n", false);
+            return;
+        }
         m_deadline.stop();
         if (onEventStream)
             onEventStream();

@@ -116,6 +116,7 @@ TEST_F(WebEndpointTest, servesOnlyThePageFilesWithAStrictPolicyOnAnEcdsaCertific
     EXPECT_TRUE(both.contains("HTTP/1.1 404 Not Found")) << both.toStdString();
     EXPECT_TRUE(fetch("DELETE / HTTP/1.1\r\nHost: h\r\n\r\n").startsWith("HTTP/1.1 405"));
     EXPECT_TRUE(fetch("GET /ws HTTP/1.1\r\nHost: h\r\n\r\n").startsWith("HTTP/1.1 426"));
+    EXPECT_TRUE(fetch("GET /link HTTP/1.1\r\nHost: h\r\nOrigin: https://evil.example\r\n\r\n").startsWith("HTTP/1.1 403"));
 
     QProcess openssl;
     openssl.start(QStringLiteral("openssl"), {QStringLiteral("s_client"), QStringLiteral("-connect"),
