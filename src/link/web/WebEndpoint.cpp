@@ -132,25 +132,22 @@ void WebEndpoint::openStream(WebConnection* connection) {
     const QString userAgent = connection->userAgent();
     std::unique_ptr<QSslSocket> socket = connection->takeSocket();
     connection->deleteLater();
-    std::erase_if(m_streams, [](const auto& entry) { return !entry.second || entry.second->isClosed(); });
-    auto* link = new EventStreamLink(std::move(socket), id, m_registry, userAgent, computerName, m_uptime);
-    m_streams[id] = link;
-    handOn(link);
+    handOn(new EventStreamLink(std::move(socket), id, m_registry, userAgent, computerName, m_uptime));
 }
 
 bool WebEndpoint::post(WebConnection* connection, const QString& id, const QByteArray& body) {
-    const auto found = m_streams.find(id);
+    QPointer<EventStreamLink> link;
+    for (const auto& known : m_links)
+        if (auto* stream = qobject_cast<EventStreamLink*>(known.data()); stream && stream->id() == id)
+            link = stream;
     // Only from where the stream went: the id alone, were it to leak, is not enough.
-    if (found == m_streams.end() || !found->second || found->second->isClosed() ||
-        found->second->peerAddress() != connection->peerAddress())
+    if (!link || link->isClosed() || link->peerAddress() != connection->peerAddress())
         return false;
-    const QPointer<EventStreamLink> link = found->second;
     link->post(body);
-    // The link's own connection from now on: a flood of newcomers does not end it.
-    if (link && link->isAuthenticated() && std::erase(m_pending, QPointer<WebConnection>(connection)) > 0) {
-        std::erase_if(m_upstreams, [](const QPointer<WebConnection>& known) { return !known; });
-        m_upstreams.emplace_back(connection);
-    }
+    // The link's own connection from now on (it stays the endpoint's child): a flood of
+    // newcomers does not end it.
+    if (link && link->isAuthenticated())
+        std::erase(m_pending, QPointer<WebConnection>(connection));
     return true;
 }
 

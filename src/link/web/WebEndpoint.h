@@ -81,9 +81,6 @@ private:
     std::unique_ptr<QWebSocketServer> m_sockets;
     std::deque<QPointer<WebConnection>> m_pending;
     std::vector<QPointer<BrowserLink>> m_links;
-    std::map<QString, QPointer<EventStreamLink>> m_streams;
-    // Connections that carry authenticated links' POSTs.
-    std::vector<QPointer<WebConnection>> m_upstreams;
     // User agents of sockets handed to the WebSocket server, by peer address and port, until it
     // hands them back as WebSockets.
     std::map<QString, QString> m_userAgents;
