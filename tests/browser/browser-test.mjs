@@ -58,27 +58,20 @@ function xevEvents(xev) {
     return out;
 }
 
-// Button events on the root window.
+// Button events on the root window; take() gives those that came since it was last called.
 class RootButtons {
-    constructor() {
-        this.xev = start('stdbuf', ['-oL', 'xev', '-root', '-event', 'button']);
-        this.seen = 0;
+    xev = start('stdbuf', ['-oL', 'xev', '-root', '-event', 'button']);
+    seen = 0;
+    get timed() {
+        return xevEvents(this.xev);
     }
     get events() {
         return this.timed.map((e) => e.event);
     }
-    get timed() {
-        return xevEvents(this.xev);
-    }
-    // The events that came since the previous call.
     take() {
-        const events = this.events;
-        const fresh = events.slice(this.seen);
-        this.seen = events.length;
+        const fresh = this.events.slice(this.seen);
+        this.seen += fresh.length;
         return fresh;
-    }
-    stop() {
-        this.xev.kill();
     }
 }
 
@@ -101,22 +94,13 @@ const sweep = (rate, seconds = 4) => Float32Array.from({ length: rate * seconds 
     return 0.5 * Math.sin(2 * Math.PI * (300 * t + (2700 * t * t) / (2 * seconds)));
 });
 function writeSpeech(path) {
-    const samples = sweep(speechRate);
-    const data = Buffer.alloc(44 + samples.length * 2);
-    data.write('RIFF', 0);
-    data.writeUInt32LE(36 + samples.length * 2, 4);
-    data.write('WAVEfmt ', 8);
-    data.writeUInt32LE(16, 16);
-    data.writeUInt16LE(1, 20);
-    data.writeUInt16LE(1, 22);
-    data.writeUInt32LE(speechRate, 24);
-    data.writeUInt32LE(speechRate * 2, 28);
-    data.writeUInt16LE(2, 32);
-    data.writeUInt16LE(16, 34);
-    data.write('data', 36);
-    data.writeUInt32LE(samples.length * 2, 40);
-    samples.forEach((v, i) => data.writeInt16LE(Math.round(v * 32767), 44 + i * 2));
-    writeFileSync(path, data);
+    const pcm = Buffer.from(Int16Array.from(sweep(speechRate), (v) => Math.round(v * 32767)).buffer);
+    const header = Buffer.alloc(44);
+    const fields = [['RIFF', 0], [36 + pcm.length, 4, 4], ['WAVEfmt ', 8], [16, 16, 4], [1, 20, 2], [1, 22, 2],
+        [speechRate, 24, 4], [speechRate * 2, 28, 4], [2, 32, 2], [16, 34, 2], ['data', 36], [pcm.length, 40, 4]];
+    for (const [value, at, size] of fields)
+        typeof value === 'string' ? header.write(value, at) : header.writeUIntLE(value, at, size);
+    writeFileSync(path, Buffer.concat([header, pcm]));
 }
 const speech = join(scratch, 'speech.wav');
 
@@ -150,7 +134,7 @@ before(async () => {
 
 after(async () => {
     await browser?.close();
-    buttons?.stop();
+    buttons?.xev.kill();
     host?.kill('SIGTERM');
     rmSync(scratch, { recursive: true, force: true });
 });
@@ -440,37 +424,28 @@ test('half-open TLS and WebSocket connections to the page\'s port do not keep th
 });
 
 // Run in a page before its own scripts: every WebSocket fails before it opens, as Safari's do to a
-// self-signed certificate; `socketsTried` counts them.
-const socketsFail = () => {
+// self-signed certificate, or with `hang` never answers until the page gives up and closes it;
+// `socketsTried` counts them.
+const breakSockets = (hang) => `(${(hangs) => {
     window.socketsTried = 0;
     window.WebSocket = class {
         constructor() {
             ++window.socketsTried;
-            setTimeout(() => {
-                this.onerror?.(new Event('error'));
-                this.onclose?.(new CloseEvent('close'));
-            });
-        }
-        close() {}
-    };
-};
-
-// The same, but a WebSocket never answers until the page gives up on it and closes it.
-const socketsHang = () => {
-    window.socketsTried = 0;
-    window.WebSocket = class {
-        constructor() {
-            ++window.socketsTried;
+            if (!hangs)
+                setTimeout(() => this.close());
         }
         close() {
-            this.onerror?.(new Event('error'));
-            this.onclose?.(new CloseEvent('close'));
+            if (!this.closed) {
+                this.closed = true;
+                this.onerror?.(new Event('error'));
+                this.onclose?.(new CloseEvent('close'));
+            }
         }
     };
-};
+}})(${hang});`;
 
 test('where WebSockets hang, the page connects over the event stream and keeps to it', async () => {
-    const streamed = await open(browser, origin + '/', 'en-US', socketsHang);
+    const streamed = await open(browser, origin + '/', 'en-US', breakSockets(true));
     try {
         await connected(streamed);
         // The heartbeat's answer came down the stream; the audio channel tried no WebSocket.
@@ -501,7 +476,7 @@ test('in WebKit, as in Safari, the page pairs, names the computer and moves the 
         await webkit.stroke('#pad', -60, 12);
         await waitFor(() => pointer().x > before.x + 20, 'the pointer to move from WebKit');
         // The same page again with WebSockets failing: WebKit's event stream and requests carry it.
-        await webkit.run(`(${socketsFail})(); document.getElementById('connect').click();
+        await webkit.run(`${breakSockets(false)} document.getElementById('connect').click();
             document.getElementById('connect').click();`);
         await waitFor(async () => (await webkit.run('return document.body.dataset.state')) === 'connected', 'WebKit to connect over the event stream');
         assert.equal(await webkit.run('return window.socketsTried'), 1);
