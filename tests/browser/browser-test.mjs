@@ -2,10 +2,12 @@
 // run's X server, Debian's chromium pairing from the link the program prints, touches sent
 // through DevTools, and what arrives judged on the X server (pointer position from xdotool,
 // button and wheel events on the root window from xev, typed text in a real text field).
-// WebKit (WebKitGTK's WebDriver) stands in for Safari.
+// WebKit (WebKitGTK's WebDriver) stands in for Safari. The program runs as a user runs it: it
+// stops cleanly on SIGTERM, and quillvane-controller finds it by DNS-SD.
 //   node browser-test.mjs --program QUILLVANE --controller CONTROLLER --text-field TEXT-FIELD --out FOLDER
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
+import { once } from 'node:events';
 import { mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { connect as tcpConnect } from 'node:net';
 import { hostname, tmpdir } from 'node:os';
@@ -24,11 +26,17 @@ const { values: args } = parseArgs({
 if (!process.env.QUILLVANE_TEST_ENV || !process.env.DISPLAY)
     throw new Error('run inside scripts/test-env (it gives the test its X server and services)');
 
-// A process whose standard output is kept as lines, and when each arrived.
+// A process whose standard output is kept as lines, and when each arrived; its log is passed on
+// and kept as `log`.
 function start(command, argv, options = {}) {
-    const child = spawn(command, argv, { stdio: ['pipe', 'pipe', 'inherit'], ...options });
+    const child = spawn(command, argv, { stdio: ['pipe', 'pipe', 'pipe'], ...options });
     child.lines = [];
     child.arrivals = [];
+    child.log = '';
+    child.stderr.on('data', (data) => {
+        child.log += data;
+        process.stderr.write(data);
+    });
     let partial = '';
     child.stdout.setEncoding('utf8');
     child.stdout.on('data', (data) => {
@@ -83,6 +91,8 @@ let link;
 let origin;
 let buttons;
 let env; // the program's
+let pairing; // the phone's link, as the program first printed it
+const hosts = []; // every program started, for their logs
 const sent = []; // the page's WebSocket frames, { at, data }
 const scratch = mkdtempSync(join(tmpdir(), 'quillvane-browser-test-'));
 mkdirSync(args.out, { recursive: true });
@@ -117,20 +127,28 @@ const stroke = (from, to) => strokeOf(touch, from, to);
 
 before(async () => {
     // The voice plays into an installed "Quillvane Microphone", chosen as the output device.
-    // Its settings are this test's own.
-    env = { ...process.env, XDG_CONFIG_HOME: join(scratch, 'config') };
+    // Its settings are this test's own, and its keys are kept in files there: there is no session
+    // bus (so no keyring) to reach.
+    env = { ...process.env, XDG_CONFIG_HOME: join(scratch, 'config'), XDG_DATA_HOME: join(scratch, 'data'),
+        DBUS_SESSION_BUS_ADDRESS: `unix:path=${join(scratch, 'no-session-bus')}` };
     execFileSync(args.program, ['--install-microphone'], { stdio: 'ignore', env });
     mkdirSync(join(env.XDG_CONFIG_HOME, 'quillvane'), { recursive: true });
     writeFileSync(join(env.XDG_CONFIG_HOME, 'quillvane', 'quillvane.ini'), '[General]\naudioDevice=QuillvaneMicrophone_UID\n');
     writeSpeech(speech);
-    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11'], { env });
+    startHost();
     const line = await waitFor(() => host.lines.find((l) => l.startsWith('Browser link: ')), 'the browser link');
+    pairing = await waitFor(() => host.lines.find((l) => l.startsWith('quillvane://pair?')), 'the pairing link');
     link = line.slice('Browser link: '.length);
     origin = new URL(link).origin;
     buttons = new RootButtons();
     browser = await launch(join(scratch, 'chromium'), ['--use-fake-ui-for-media-stream',
         '--use-fake-device-for-media-stream', `--use-file-for-fake-audio-capture=${speech}`]);
 });
+
+function startHost() {
+    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11'], { env });
+    hosts.push(host);
+}
 
 after(async () => {
     await browser?.close();
@@ -384,10 +402,12 @@ test('a computer whose proof is wrong (here, altered on its way) is left, and th
     await impostor.close();
 });
 
-test('the page reconnects by itself when the program comes back, on the same port', async () => {
+test('SIGTERM stops the program cleanly; the page reconnects by itself when it comes back, on the same port', async () => {
     host.kill('SIGTERM');
+    assert.deepEqual(await once(host, 'close'), [0, null]);
+    assert.equal(host.lines.at(-1), 'Stopped.');
     await page.waitForSelector('body[data-state="disconnected"]', { timeout: 10000 });
-    host = start(args.program, ['--headless', '--show-pairing', '--input-backend', 'x11'], { env });
+    startHost();
     await connected(page);
     assert.equal(new URL(page.url()).origin, origin);
     execFileSync('xdotool', ['mousemove', String(home.x), String(home.y)]);
@@ -397,6 +417,8 @@ test('the page reconnects by itself when the program comes back, on the same por
     await waitFor(() => pointer().x > before.x + 20, 'the pointer to move after the reconnection');
 });
 
+// The phone is the command-line controller with the link printed before the restart: it finds the
+// program by DNS-SD, and binds with the key the program kept.
 test('half-open TLS and WebSocket connections to the page\'s port do not keep the phone out', async () => {
     await page.close();
     await waitFor(() => host.lines.some((l) => l.startsWith('Status: ') && /wait/i.test(l)), 'the host to wait for a phone');
@@ -409,13 +431,13 @@ test('half-open TLS and WebSocket connections to the page\'s port do not keep th
         connection.on('error', () => {});
     const sockets = Array.from({ length: 20 }, () => socket());
     await waitFor(() => sockets.every((ws) => ws.frames.length || ws.readyState === WebSocket.CLOSED), 'the WebSockets to be answered');
-    const pairing = host.lines.find((l) => l.startsWith('quillvane://pair?'));
-    const nativePort = /Listening on port (\d+)/.exec(host.lines.findLast((l) => l.startsWith('Listening on port')))[1];
-    const phone = start(args.controller, ['--host', '127.0.0.1', '--port', nativePort, pairing]);
+    const phone = start(args.controller, [pairing]);
     try {
         await waitFor(() => ['control', 'audio'].every((channel) => phone.lines.some((l) => l.startsWith(`${channel} {"kind":"welcome"`))),
             'the phone to bind both channels');
         assert.ok(flood.some((c) => !c.destroyed), 'the flood was still there');
+        const key = pairing.split('key=')[1];
+        assert.ok(key.length === 64 && !hosts.some((h) => h.log.includes(key)), 'the key never reaches the log');
     } finally {
         phone.kill();
         flood.forEach((c) => c.destroy());
