@@ -112,13 +112,8 @@ TEST(Trackpad, pointingAcceleratesWithSpeedLosesNoSubPointMotionAndBatchesPerFra
     // A tick may send a held-back sample just before the next report leaves, but no more
     // messages go than frame intervals pass.
     const auto moves = plain.of(Kind::move);
-    for (std::size_t i = 0; i < moves.size(); ++i) {
-        if (i >= 2) {
-            EXPECT_GE(moves[i].time - moves[i - 2].time, 1.0 / 120 - 1e-6);
-        }
-        EXPECT_LE(moves[i].message.movementSamples.value_or(std::vector<TrackpadVector>(1)).size(),
-                  64u);
-    }
+    for (std::size_t i = 2; i < moves.size(); ++i)
+        EXPECT_GE(moves[i].time - moves[i - 2].time, 1.0 / 120 - 1e-6);
 }
 
 TEST(Trackpad, reportsHandedOverAfterTheFrameTickLeaveAtOnceAndLoseNoTravel) {

@@ -52,8 +52,9 @@ TEST(VoiceSession, refusesPacketsInCheckOrder) {
     expectRefused(session, utterance, 0, 0, Failure::InvalidSamples{0});
     expectRefused(session, utterance, 0, 4801, Failure::InvalidSamples{4801});
     session.receive(utterance, 0, 1, 11.0);
-    // A second begin leaves the utterance as it was.
-    EXPECT_EQ(padErrorOf([&] { session.begin(utterance, 11.5); }), "上一段语音尚未结束");
+    // A second begin, of this utterance or another, leaves the utterance as it was.
+    for (const Uuid& id : {utterance, other})
+        EXPECT_EQ(padErrorOf([&] { session.begin(id, 11.5); }), "上一段语音尚未结束");
     expectRefused(session, utterance, 0, 100, Failure::UnexpectedSequence{1, 0});
     session.receive(utterance, 1, 4800, 11.0);
     session.end(utterance, 1, 12.0);
@@ -75,21 +76,27 @@ TEST(VoiceSession, boundsBacklogAtTwoSeconds) {
 
 TEST(VoiceSession, completesOnTheLastPlayedPacketAndExpiresFiveSecondsAfterActivity) {
     EXPECT_TRUE(started().end(utterance, -1, 11.0));
+    EXPECT_FALSE(VoiceSession().expired(1e9));
     VoiceSession session = started();
     EXPECT_FALSE(session.expired(15.0));
     EXPECT_TRUE(session.expired(15.001));
     session.receive(utterance, 0, 100, 14.0);
+    // A packet played out while the phone still speaks is no completion.
+    EXPECT_FALSE(session.played(utterance, 0));
     session.receive(utterance, 1, 100, 14.0);
+    session.receive(utterance, 2, 100, 14.0);
     EXPECT_TRUE(session.expired(19.001));
-    EXPECT_EQ(padErrorOf([&] { session.end(utterance, 0, 18.0); }), "语音尾部不完整");
-    EXPECT_FALSE(session.end(utterance, 1, 18.0));
+    EXPECT_EQ(padErrorOf([&] { session.end(utterance, 1, 18.0); }), "语音尾部不完整");
+    EXPECT_EQ(padErrorOf([&] { session.end(other, 2, 18.0); }), "语音尾部不完整");
+    EXPECT_FALSE(session.end(utterance, 2, 18.0));
+    EXPECT_EQ(padErrorOf([&] { session.end(utterance, 2, 18.0); }), "语音尾部不完整");
     EXPECT_FALSE(session.expired(23.0));
     EXPECT_TRUE(session.expired(23.001));
     // Completion notices may come out of order; the last outstanding one completes.
-    EXPECT_FALSE(session.played(other, 0));
+    EXPECT_FALSE(session.played(other, 1));
+    EXPECT_FALSE(session.played(utterance, 2));
+    EXPECT_TRUE(session.played(utterance, 1));
     EXPECT_FALSE(session.played(utterance, 1));
-    EXPECT_TRUE(session.played(utterance, 0));
-    EXPECT_FALSE(session.played(utterance, 0));
 }
 
 TEST(VoiceSession, cancelTellsThePhoneOnlyAboutAPresentUtterance) {
