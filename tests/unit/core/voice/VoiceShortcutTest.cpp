@@ -3,9 +3,7 @@
 #include "unit/core/CoreTestSupport.h"
 #include "voice/ShortcutModifier.h"
 #include "voice/VoiceShortcut.h"
-#include "voice/VoiceShortcutMode.h"
 #include "voice/VoiceShortcutRoute.h"
-#include "voice/VoiceShortcutSession.h"
 
 using namespace quillvane;
 using Kind = ShortcutEvent::Kind;
@@ -13,7 +11,7 @@ using Events = std::vector<ShortcutEvent>;
 
 namespace {
 
-constexpr std::uint64_t control = 0x40000, option = 0x80000, command = 0x100000;
+constexpr std::uint64_t control = 0x40000, option = 0x80000;
 
 } // namespace
 
@@ -40,24 +38,6 @@ TEST(VoiceShortcut, pressesModifiersInOrderReleasesInReverseAndRefusesInvalidSho
         EXPECT_EQ(padErrorOf([&] { VoiceShortcut::events(code, modifiers, true); }),
                   "请选择语音快捷键；仅修饰键模式需要至少一个修饰键");
     EXPECT_NO_THROW(VoiceShortcut::events(126, 0, false));
-}
-
-TEST(VoiceShortcutSession, holdReleasesAtTheEndAndToggleTapsAtBothEnds) {
-    VoiceShortcutSession session;
-    EXPECT_THROW(session.begin(-1, 0, VoiceShortcutMode::hold), PadError);
-    EXPECT_EQ(session.begin(49, control, VoiceShortcutMode::hold),
-              VoiceShortcutAction(ShortcutEvents{VoiceShortcut::events(49, control, true)}));
-    EXPECT_EQ(padErrorOf([&] { session.begin(49, control, VoiceShortcutMode::toggle); }),
-              "上一段语音快捷键尚未结束");
-    EXPECT_EQ(session.end(),
-              VoiceShortcutAction(ShortcutEvents{VoiceShortcut::events(49, control, false)}));
-    EXPECT_EQ(session.end(), std::nullopt);
-
-    const VoiceShortcutAction tap = ShortcutTap{VoiceShortcut::events(-1, command, true),
-                                                VoiceShortcut::events(-1, command, false)};
-    EXPECT_EQ(session.begin(-1, command, VoiceShortcutMode::toggle), tap);
-    EXPECT_EQ(session.end(), tap);
-    EXPECT_EQ(voiceShortcutModeFromString("Hold"), std::nullopt);
 }
 
 TEST(VoiceShortcutRoute, onlyReleasesBefore101GoToTheProcess) {
