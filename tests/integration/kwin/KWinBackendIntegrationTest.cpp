@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <linux/input-event-codes.h>
-
 #include "InputBackends.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/BackendHost.h"
@@ -23,11 +21,8 @@ using testing_support::CompositorProcess;
 using testing_support::TextFieldWindow;
 using testing_support::WevEvent;
 using testing_support::WevRecorder;
-using testing_support::keyChanges;
 using testing_support::named;
 using Events = std::vector<WevEvent>;
-
-constexpr std::uint16_t macZ = 6, macShift = 56, macCommand = 55;
 
 class KWinBackendTest : public testing_support::IntegrationTest {
 protected:
@@ -65,74 +60,22 @@ protected:
     std::unique_ptr<InputBackend> m_backend;
 };
 
-// The pointer moves on from wherever the user's mouse (a second fake input device) left it, by
-// exactly the motion given.
-TEST_F(KWinBackendTest, pointerMovesClicksAndScrollsInTheWindowUnderItAndNothingStaysHeld) {
+// quillvane-controller, run as a process, drives a host session posting through KWin, the user's
+// mouse a second fake input device; nothing stays held when the controller dies, or when the
+// program stops with a button down.
+TEST_F(KWinBackendTest, theControllerDrivesTheWindowFromWhereThePointerIsAndNothingStaysHeld) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     auto mouse = makeKWinBackend();
-    mouse->moveBy({-40, 30});
-    mouse->flush();
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return !named(events, "motion").empty(); }));
-    const auto [x0, y0] = *named(m_wev->events(), "motion").back().position();
-    m_wev->clear();
-    m_backend->moveBy({30, 10});
-    m_backend->moveBy({-10, -30});
-    m_backend->mouse({MouseEventType::leftDown, {}, 1});
-    m_backend->mouse({MouseEventType::leftUp, {}, 1});
-    m_backend->scroll({.wheel1 = 30});
-    m_backend->scroll({.wheel2 = -20});
-    m_backend->flush();
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return named(events, "axis").size() == 2; }))
-        << "no scrolling arrived";
-    const Events events = m_wev->events();
-
-    const auto motions = named(events, "motion");
-    ASSERT_EQ(motions.size(), 2u);
-    EXPECT_EQ(motions[0].position(), std::pair(x0 + 30, y0 + 10));
-    EXPECT_EQ(motions[1].position(), std::pair(x0 + 20, y0 - 20));
-
-    EXPECT_TRUE(testing_support::isOneLeftClick(events));
-
-    // Down the page is positive on Wayland, where a Mac's positive pixels move the view up.
-    const auto axes = named(events, "axis");
-    EXPECT_EQ(axes[0].number("axis"), 0);
-    EXPECT_EQ(axes[0].number("value"), -30);
-    EXPECT_EQ(axes[1].number("axis"), 1);
-    EXPECT_EQ(axes[1].number("value"), 20);
-
-    // Nothing stays held when a controller dies, or when the program stops with a button down.
     {
         testing_support::BackendHost session(*m_backend);
+        testing_support::expectTheControllerDrivesTheWindow(session, *m_wev, [&](TrackpadVector delta) {
+            mouse->moveBy(delta);
+            mouse->flush();
+        }, "Hi!");
         EXPECT_TRUE(testing_support::controllerDeathLetsGo(
             session, [&] { return testing_support::heldAfter(m_wev->events()); }));
     }
     EXPECT_TRUE(testing_support::stoppingTheBackendLetsGo(m_backend, *m_wev));
-}
-
-TEST_F(KWinBackendTest, keysKeepTheirPositionAndTextTypesThroughTheCompositorsKeymap) {
-    for (const auto key : {macCommand, macShift, macZ})
-        m_backend->key(key, true);
-    for (const auto key : {macZ, macShift, macCommand})
-        m_backend->key(key, false);
-    m_backend->flush();
-    m_backend->text("Hi!\n");
-    m_backend->flush();
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
-        return keyChanges(events).size() >= 6 + 12;
-    })) << "not every key arrived";
-    const Events events = m_wev->events();
-    const auto changes = keyChanges(events);
-    EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
-              (std::vector<std::string>{"+125", "+42", "+44", "-44", "-42", "-125"}));
-    std::string typed;
-    const auto keys = named(events, "key");
-    for (auto key = keys.begin() + 6; key != keys.end(); ++key)
-        if (key->number("state") == 1)
-            typed += key->utf8();
-    EXPECT_EQ(typed, "Hi!\r") << "Return types a carriage return";
-    EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
-              std::string::npos)
-        << "a modifier is still held";
 }
 
 // What the layout has no key for is pasted, and the clipboard the user had comes back afterwards

@@ -1,5 +1,6 @@
 #include "BackendHost.h"
 
+#include <map>
 #include <cstdlib>
 
 #include "InputBackends.h"
@@ -85,6 +86,65 @@ std::string backendChosenWithoutX() {
                    << held().buttons << " buttons, " << held().keys << " keys";
     }
     return ::testing::AssertionSuccess();
+}
+
+std::vector<WevEvent> expectTheControllerDrivesTheWindow(
+    BackendHost& session, WevRecorder& wev, const std::function<void(TrackpadVector)>& userMoves,
+    const std::string& text) {
+    using Events = std::vector<WevEvent>;
+    const auto motion = [&] {
+        EXPECT_TRUE(wev.waitFor([](const Events& events) { return !named(events, "motion").empty(); }))
+            << "no motion; wev saw:\n" << described(wev.events());
+        const auto motions = named(wev.events(), "motion");
+        wev.clear();
+        return motions.empty() ? std::pair(-1.0, -1.0) : *motions.back().position();
+    };
+    EXPECT_TRUE(session.startController()) << session.controllerOutput();
+    for (const TrackpadVector user : {TrackpadVector{40, 30}, TrackpadVector{-70, 20}}) {
+        wev.clear();
+        userMoves(user);
+        const auto [x, y] = motion();
+        session.send("move 30 10");
+        const auto [movedX, movedY] = motion();
+        EXPECT_NEAR(movedX - x, 30, 1) << "from " << x << "," << y;
+        EXPECT_NEAR(movedY - y, 10, 1) << "from " << x << "," << y;
+    }
+
+    for (const std::string& line : std::vector<std::string>{"click", "scroll 8 12 began",
+                                                            "scroll 0 0 ended", "key 6 1179648",
+                                                            "text " + text, "key 0"})
+        session.send(line);
+    // What the key presses after the shortcut's type.
+    const auto typed = [](const Events& events) {
+        std::string typed;
+        const auto keys = named(events, "key");
+        for (std::size_t i = 6; i < keys.size(); ++i)
+            if (keys[i].number("state") == 1)
+                typed += keys[i].utf8();
+        return typed;
+    };
+    EXPECT_TRUE(wev.waitFor([&](const Events& events) { return typed(events) == text + "a"; }))
+        << "wev saw:\n" << described(wev.events());
+    const Events events = wev.events();
+    EXPECT_TRUE(isOneLeftClick(events)) << described(events);
+    // Down the page and to the right are positive on Wayland, where a Mac's positive pixels move
+    // the view up and to the left.
+    std::map<int, double> scrolled;
+    for (const auto& axis : named(events, "axis"))
+        scrolled[int(axis.number("axis").value_or(-1))] += axis.number("value").value_or(0);
+    EXPECT_NEAR(scrolled[0], -12, 0.1) << described(events);
+    EXPECT_NEAR(scrolled[1], -8, 0.1) << described(events);
+    const auto changes = keyChanges(events);
+    EXPECT_EQ(std::vector(changes.begin(), changes.begin() + std::min<std::size_t>(6, changes.size())),
+              (std::vector<std::string>{"+29", "+42", "+44", "-44", "-42", "-29"}));
+    const auto keys = named(events, "key");
+    EXPECT_TRUE(keys.size() > 2 && keys[2].fields.find("sym: Z") != std::string::npos)
+        << described(events);
+    const auto modifiers = named(events, "modifiers");
+    EXPECT_TRUE(!modifiers.empty() &&
+                modifiers.back().fields.find("depressed: 00000000") != std::string::npos)
+        << "a modifier is still held";
+    return events;
 }
 
 ::testing::AssertionResult stoppingTheBackendLetsGo(std::unique_ptr<InputBackend>& backend,

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -46,6 +47,17 @@ private:
 std::string backendChosenWithoutX();
 
 class WevRecorder;
+struct WevEvent;
+
+// The phone's input through `session`'s controller into wev's window on a Wayland compositor,
+// judged by wev: each move of the phone goes on from wherever `userMoves` (the user's own mouse)
+// left the pointer, by the motion given; a click is one left click; a scroll gesture down and to
+// the right arrives on both axes with a Mac's signs turned; Command+Shift+Z comes as
+// Control+Shift+Z by key position; `text` and then the key A type as keys (A under the seat's
+// keymap again), and no modifier stays down. Returns what wev saw from the click on.
+std::vector<WevEvent> expectTheControllerDrivesTheWindow(
+    BackendHost& session, WevRecorder& wev, const std::function<void(TrackpadVector)>& userMoves,
+    const std::string& text);
 
 // Holds a drag, and then the voice shortcut (three keys, held while the phone speaks), each with a
 // controller started for it and then killed, and succeeds when `held`, what the desktop shows held,

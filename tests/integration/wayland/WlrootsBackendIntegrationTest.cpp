@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <linux/input-event-codes.h>
-
 #include <QProcess>
 
 #include "InputBackends.h"
@@ -29,7 +27,6 @@ using testing_support::controllerDeathLetsGo;
 using testing_support::heldAfter;
 using testing_support::stoppingTheBackendLetsGo;
 using testing_support::described;
-using testing_support::keyChanges;
 using testing_support::named;
 using Events = std::vector<WevEvent>;
 
@@ -51,27 +48,19 @@ protected:
         ASSERT_TRUE(m_backend->canPost()) << m_backend->unavailableReason();
         m_wev = std::make_unique<WevRecorder>(socketName);
         ASSERT_TRUE(m_wev->waitForKeyboardFocus()) << "wev never got the keyboard";
-        placePointer(512, 384);
+        // The pointer over the window, where the user's mouse moves it on.
+        swaymsg(QStringLiteral("seat seat0 cursor set 512 384"));
+        ASSERT_TRUE(m_wev->waitFor([](const Events& events) {
+            return WevRecorder::hasEvent(events, "wl_pointer", "enter");
+        })) << described(m_wev->events());
     }
 
-    // Puts the seat's pointer at (x, y) as the user's own mouse would, by sway's own command,
-    // and waits for wev to see it there.
-    void placePointer(int x, int y) {
+    static void swaymsg(const QString& command) {
         const std::string ipc = std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName +
                                 ".ipc";
         ASSERT_EQ(QProcess::execute(QStringLiteral("swaymsg"),
-                                    {QStringLiteral("-s"), QString::fromStdString(ipc),
-                                     QStringLiteral("seat seat0 cursor set %1 %2").arg(x).arg(y)}),
+                                    {QStringLiteral("-s"), QString::fromStdString(ipc), command}),
                   0);
-        // Where wev maps only after the move, it learns the position from the pointer's enter.
-        ASSERT_TRUE(m_wev->waitFor([&](const Events& events) {
-            for (auto event = events.rbegin(); event != events.rend(); ++event)
-                if (event->name == "motion" || (event->name == "enter" && event->interface == "wl_pointer"))
-                    return event->position() == std::pair(double(x), double(y));
-            return false;
-        })) << "the pointer never reached " << x << "," << y << "; wev saw:\n"
-            << described(m_wev->events());
-        m_wev->clear();
     }
 
     void TearDown() override {
@@ -113,64 +102,20 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
 }
 
 // quillvane-controller, run as a process, drives a host session whose InputController posts
-// through this backend: moves, clicks, scrolls, keys and text of any script reach the window (keys
-// after the text under the seat's keymap again), moves continuing from wherever the pointer is by
-// exactly the motion given, which sway stops at the output's edge; when the controller dies or the
-// program stops with a button or key down, it is let go.
+// through this backend: text of any script types as keys, and the gesture's end stops the
+// finger's scroll; when the controller dies or the program stops with a button or key down, it is
+// let go.
 TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     auto session = std::make_unique<BackendHost>(*m_backend);
-    ASSERT_TRUE(session->startController()) << session->controllerOutput();
-
-    session->send("move 40 -20");
-    ASSERT_TRUE(m_wev->waitFor([](const Events& events) { return !named(events, "motion").empty(); }));
-    // The user's own mouse moves the pointer meanwhile: the phone's next move starts there.
-    const Events first = m_wev->events();
-    placePointer(300, 200);
-    session->send("move 30 10");
-    session->send("move 2000 0");
-    session->send("click");
-    session->send("scroll 0 12 began");
-    session->send("scroll 0 0 ended");
-    session->send("key 6 1179648"); // Command+Shift+Z, posted as Control+Shift+Z
-    session->send("text Hello, 世界 👋");
-    session->send("key 0"); // A, under the seat's keymap again
-    const auto typed = [](const Events& events) {
-        std::string text;
-        const auto keys = named(events, "key");
-        for (auto key = keys.begin() + std::min<std::ptrdiff_t>(6, keys.size()); key != keys.end();
-             ++key)
-            if (key->number("state") == 1)
-                text += key->utf8();
-        return text;
-    };
-    ASSERT_TRUE(m_wev->waitFor([&](const Events& events) {
-        return typed(events) == "Hello, 世界 👋a";
-    })) << "wev saw:\n" << described(m_wev->events());
-    const Events events = m_wev->events();
-    EXPECT_EQ(named(first, "motion").front().position(), std::pair(552.0, 364.0));
-    const auto motions = named(events, "motion");
-    ASSERT_GE(motions.size(), 2u) << described(events);
-    EXPECT_EQ(motions[0].position(), std::pair(330.0, 210.0));
-    EXPECT_EQ(motions[1].position(), std::pair(1023.0, 210.0));
-    EXPECT_TRUE(testing_support::isOneLeftClick(events));
-    // Down the page is positive on Wayland, where a Mac's positive pixels move the view up; the
-    // gesture's end stops the finger-sourced axis.
-    const auto axes = named(events, "axis");
+    const Events events = testing_support::expectTheControllerDrivesTheWindow(
+        *session, *m_wev, [&](TrackpadVector delta) {
+            swaymsg(QStringLiteral("seat seat0 cursor move %1 %2").arg(delta.x).arg(delta.y));
+        }, "Hello, 世界 👋");
     const auto sources = named(events, "axis_source");
     const auto stops = named(events, "axis_stop");
-    ASSERT_FALSE(axes.empty() || sources.empty() || stops.empty()) << described(events);
-    EXPECT_EQ(axes[0].number("axis"), 0);
-    EXPECT_LT(*axes[0].number("value"), 0);
-    EXPECT_NE(sources[0].fields.find("finger"), std::string::npos);
-    EXPECT_EQ(stops[0].number("axis"), 0);
-    const auto changes = keyChanges(events);
-    EXPECT_EQ(std::vector<std::string>(changes.begin(), changes.begin() + 6),
-              (std::vector<std::string>{"+29", "+42", "+44", "-44", "-42", "-29"}));
-    EXPECT_NE(named(events, "key")[2].fields.find("sym: Z"), std::string::npos);
-    EXPECT_NE(named(events, "modifiers").back().fields.find("depressed: 00000000"),
-              std::string::npos)
-        << "a modifier is still held";
+    EXPECT_TRUE(!sources.empty() && sources[0].fields.find("finger") != std::string::npos);
+    EXPECT_TRUE(!stops.empty() && stops[0].number("axis") == 0) << described(events);
 
     EXPECT_TRUE(controllerDeathLetsGo(*session, [&] { return heldAfter(m_wev->events()); }));
     session.reset();
