@@ -58,7 +58,7 @@ public:
     bool start() {
         m_process = std::make_unique<QProcess>();
         m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process->start(QStringLiteral(QUILLVANE_TEST_SERVICES "/") + m_kind, {m_dir});
+        m_process->start(QStringLiteral(QUILLVANE_SOURCE_DIR "/scripts/test-env.d/") + m_kind, {m_dir});
         return m_process->waitForStarted() && waitUntil([&] {
                    return runTool(QStringLiteral("pactl"), {QStringLiteral("info")}).exitCode == 0;
                }, kGenerousMs);
