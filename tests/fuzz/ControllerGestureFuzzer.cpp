@@ -25,7 +25,8 @@ struct HostView {
     bool coasting = false;
     bool dragging = false;
 
-    void take(const ControllerOutput& out) {
+    // Checks the messages of `out` and empties it.
+    void take(ControllerOutput& out) {
         for (const WireMessage& m : out.messages) {
             (void)m.toJson(); // traps through the uncaught JsonError on a value it cannot write
             switch (m.kind) {
@@ -48,6 +49,7 @@ struct HostView {
                 check(false);
             }
         }
+        out.clear();
     }
 
     void scroll(Phase phase) {
@@ -80,14 +82,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ControllerOutput out;
     std::set<std::int64_t> down;
     double time = 1000;
-    const auto toTrackpadHost = [&] {
-        trackpadHost.take(out);
-        out.clear();
-    };
-    const auto toAirHost = [&] {
-        airHost.take(out);
-        out.clear();
-    };
 
     while (!in.empty()) {
         const std::uint8_t op = in.byte();
@@ -109,9 +103,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         case 3:
             time += in.byte() / 1000.0;
             trackpad.advance(at, out);
-            toTrackpadHost();
+            trackpadHost.take(out);
             air.advance(at, out);
-            toAirHost();
+            airHost.take(out);
             break;
         case 4:
             time -= (op & 0x40) ? in.byte() / 100.0 : 0;
@@ -128,23 +122,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                        (op & 0x40) != 0, at, out);
             break;
         }
-        airOp ? toAirHost() : toTrackpadHost();
+        (airOp ? airHost : trackpadHost).take(out);
     }
 
     // Every finger up, every button released, then time goes on: everything must end.
     time = std::max(time, 2000.0);
     for (const std::int64_t id : down)
         trackpad.touch({id, 0, 0, time, TouchPhase::ended}, out);
-    toTrackpadHost();
+    trackpadHost.take(out);
     air.button(AirMouse::Button::left, false, time, out);
     air.button(AirMouse::Button::right, false, time, out);
-    toAirHost();
+    airHost.take(out);
     for (int frame = 0; frame < 60 * 15 && !(trackpad.idle() && air.idle()); ++frame) {
         time += 1 / 60.0;
         trackpad.advance(time, out);
-        toTrackpadHost();
+        trackpadHost.take(out);
         air.advance(time, out);
-        toAirHost();
+        airHost.take(out);
     }
     check(trackpad.idle() && air.idle());
     for (const HostView& host : {trackpadHost, airHost})

@@ -36,12 +36,6 @@ TEST_F(AppStringsTest, followsTheChoiceAndTheDesktopAndTranslatesIssuesPieceByPi
     EXPECT_EQ(m_settings.value(QStringLiteral("appLanguage")).toString(), QStringLiteral("en"));
     EXPECT_EQ(strings.issue(QStringLiteral("无法删除配对（-25300）")),
               QStringLiteral("Could not delete the pairing (-25300)"));
-    EXPECT_EQ(strings.issue(QStringLiteral(
-                  "avahi-daemon 没有运行：请用 sudo systemctl enable --now avahi-daemon 启动它（-26）")),
-              QStringLiteral("avahi-daemon is not running: start it with sudo systemctl enable --now "
-                             "avahi-daemon (-26)"));
-    EXPECT_EQ(strings.issue(QStringLiteral("Quillvane Microphone 不可用：设备类型不匹配")),
-              QStringLiteral("Quillvane Microphone is unavailable: The device type does not match"));
     EXPECT_EQ(strings.issue(QStringLiteral("没有这条文字")), QStringLiteral("没有这条文字"));
     // A detail in brackets stays as it is, or is translated where it is a text of its own; English
     // brackets are ASCII.
