@@ -102,16 +102,18 @@ protected:
 
     bool pipewire() const { return std::strcmp(GetParam(), "pipewire") == 0; }
 
-    testing_support::ToolResult quillvane(const QString& option) {
-        return runTool(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {option});
+    // `quillvane OPTION` as a user runs it: its exit status, a space and what it printed.
+    std::string quillvane(const char* option) {
+        const auto run = runTool(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {QString::fromLatin1(option)});
+        return std::to_string(run.exitCode) + " " + run.output.trimmed().toStdString();
     }
-    QString pactl(const QStringList& arguments) {
-        return runTool(QStringLiteral("pactl"), arguments).output;
+    // pactl with `arguments` separated by spaces (pactl joins what it loads a module with again).
+    QString pactl(const QString& arguments) {
+        return runTool(QStringLiteral("pactl"), arguments.split(QLatin1Char(' '))).output;
     }
     // The index of our module of this kind (the server's own null sink is not ours).
     QString moduleIndex(const QString& name) {
-        const QString modules = pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")});
-        for (const auto& line : modules.split(QLatin1Char('\n')))
+        for (const auto& line : pactl(QStringLiteral("list short modules")).split(QLatin1Char('\n')))
             if (line.section(QLatin1Char('\t'), 1, 1) == name && line.contains(QStringLiteral("QuillvaneMicrophone")))
                 return line.section(QLatin1Char('\t'), 0, 0);
         return {};
@@ -239,53 +241,41 @@ protected:
 };
 
 TEST_P(Voice, installsOnACleanUserRepairsWhatIsWrongAndPlaysOnlyWholePackets) {
-    auto status = quillvane(QStringLiteral("--microphone-status"));
-    EXPECT_EQ(status.exitCode, 1);
-    EXPECT_EQ(status.output.trimmed(), QStringLiteral("Quillvane Microphone 尚未安装"));
-
-    auto install = quillvane(QStringLiteral("--install-microphone"));
-    ASSERT_EQ(install.exitCode, 0) << install.output.toStdString() << install.errors.toStdString();
-    EXPECT_EQ(install.output.trimmed(), QStringLiteral("Quillvane Microphone 已就绪"));
-    const QString modules = pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")});
-    const auto again = quillvane(QStringLiteral("--install-microphone"));
-    EXPECT_EQ(again.exitCode, 0) << again.output.toStdString() << again.errors.toStdString();
-    EXPECT_EQ(pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")}), modules)
-        << "a second install changed the server";
+    const std::string ready = "0 Quillvane Microphone 已就绪";
+    EXPECT_EQ(quillvane("--microphone-status"), "1 Quillvane Microphone 尚未安装");
+    ASSERT_EQ(quillvane("--install-microphone"), ready);
+    const QString modules = pactl(QStringLiteral("list short modules"));
+    EXPECT_EQ(quillvane("--install-microphone"), ready);
+    EXPECT_EQ(pactl(QStringLiteral("list short modules")), modules) << "a second install changed the server";
 
     // Recording programs list a microphone, not a monitor; our sink is not the default output.
-    const QString sources = pactl({QStringLiteral("list"), QStringLiteral("sources")});
+    const QString sources = pactl(QStringLiteral("list sources"));
     const QString ours = sources.mid(sources.indexOf(QStringLiteral("Name: QuillvaneMicrophone\n")));
     EXPECT_TRUE(ours.section(QStringLiteral("Source #"), 0, 0).contains(QStringLiteral("Monitor of Sink: n/a")))
         << ours.toStdString();
-    EXPECT_EQ(pactl({QStringLiteral("get-default-sink")}).trimmed(), QStringLiteral("test_speakers"));
+    EXPECT_EQ(pactl(QStringLiteral("get-default-sink")).trimmed(), QStringLiteral("test_speakers"));
 
     // An older definition on disk.
-    const QString path = m_dir.filePath(pipewire() ? QStringLiteral("config/pipewire/pipewire-pulse.conf.d/50-quillvane.conf")
-                                                   : QStringLiteral("config/pulse/default.pa"));
-    QFile file(path);
+    QFile file(m_dir.filePath(pipewire() ? QStringLiteral("config/pipewire/pipewire-pulse.conf.d/50-quillvane.conf")
+                                         : QStringLiteral("config/pulse/default.pa")));
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    QByteArray text = file.readAll();
+    const QByteArray text = file.readAll();
     ASSERT_TRUE(text.contains("quillvane.version = 0.1.0"));
-    text.replace("quillvane.version = 0.1.0", "quillvane.version = 0.0.9");
     file.resize(0);
-    file.write(text);
+    file.write(QByteArray(text).replace("quillvane.version = 0.1.0", "quillvane.version = 0.0.9"));
     file.close();
-    status = quillvane(QStringLiteral("--microphone-status"));
-    EXPECT_EQ(status.output.trimmed(), QStringLiteral("Quillvane Microphone 不可用：驱动版本不匹配，请更新安装"));
-    EXPECT_EQ(quillvane(QStringLiteral("--install-microphone")).exitCode, 0);
+    EXPECT_EQ(quillvane("--microphone-status"), "1 Quillvane Microphone 不可用：驱动版本不匹配，请更新安装");
+    EXPECT_EQ(quillvane("--install-microphone"), ready);
 
     // A remap that reads the loudspeakers instead of our sink.
     const QString remap = moduleIndex(QStringLiteral("module-remap-source"));
     ASSERT_FALSE(remap.isEmpty());
-    pactl({QStringLiteral("unload-module"), remap});
-    const QString elsewhere = QString::fromStdString(VirtualMicrophone::sourceArguments())
-                                  .replace(QStringLiteral("master=QuillvaneMicrophone_UID.monitor"),
-                                           QStringLiteral("master=test_speakers.monitor"));
-    pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"), elsewhere});
-    status = quillvane(QStringLiteral("--microphone-status"));
-    EXPECT_EQ(status.output.trimmed(), QStringLiteral("Quillvane Microphone 不可用：缺少双向音频流"));
-    install = quillvane(QStringLiteral("--install-microphone"));
-    EXPECT_EQ(install.exitCode, 0) << install.output.toStdString();
+    pactl(QStringLiteral("unload-module ") + remap);
+    pactl(QStringLiteral("load-module module-remap-source ") +
+          QString::fromStdString(VirtualMicrophone::sourceArguments())
+              .replace(QStringLiteral("master=QuillvaneMicrophone_UID.monitor"), QStringLiteral("master=test_speakers.monitor")));
+    EXPECT_EQ(quillvane("--microphone-status"), "1 Quillvane Microphone 不可用：缺少双向音频流");
+    EXPECT_EQ(quillvane("--install-microphone"), ready);
 
     // Packets for the installed device are checked whole before they play.
     PulseServer server;
@@ -371,7 +361,7 @@ TEST_P(Voice, aLostDeviceFailsTheUtteranceReleasesTheShortcutAndComesBack) {
     startHost();
     const Uuid session = begin();
     send(session, 0, Bytes(4'800 * 4, 0));
-    pactl({QStringLiteral("unload-module"), moduleIndex(QStringLiteral("module-null-sink"))});
+    pactl(QStringLiteral("unload-module ") + moduleIndex(QStringLiteral("module-null-sink")));
     auto failure = m_phone->await(m_phone->control(), Kind::failure);
     ASSERT_TRUE(failure);
     EXPECT_EQ(failure->text, kDisconnected);
