@@ -3,6 +3,7 @@
 #include <QProcessEnvironment>
 
 #include "integration/IntegrationTest.h"
+#include "integration/support/BackendHost.h"
 
 namespace quillvane::testing_support {
 
@@ -49,10 +50,15 @@ std::string TextFieldWindow::waitForText(const std::string& expected, int timeou
     return m_text;
 }
 
-bool TextFieldWindow::copy(const std::string& text, int timeoutMs) {
+bool TextFieldWindow::copy(const std::string& text, bool pasteBack, int timeoutMs) {
     m_copyRead = false;
     m_process->write(QByteArray::fromStdString("copy " + text + "\n"));
-    return waitUntil([this] { return m_copyRead; }, timeoutMs);
+    QProcess paste;
+    return waitUntil([&] {
+        if (pasteBack && paste.state() == QProcess::NotRunning)
+            paste.start(QStringLiteral("wl-paste"), {QStringLiteral("--no-newline")});
+        return m_copyRead;
+    }, timeoutMs);
 }
 
 std::string TextFieldWindow::waitForClipboard(const std::string& expected, int timeoutMs) {
@@ -64,6 +70,22 @@ std::string TextFieldWindow::waitForClipboard(const std::string& expected, int t
         return waitUntil([&] { return m_clipboard.has_value(); }, 1000) && m_clipboard == expected;
     }, timeoutMs);
     return m_clipboard.value_or(std::string());
+}
+
+void expectTextArrivesAndTheUsersCopyIsKept(BackendHost& session, TextFieldWindow& field,
+                                           bool pasteBack) {
+    ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
+    ASSERT_TRUE(session.startController()) << session.controllerOutput();
+    session.send("text Hello, 世界 👋");
+    ASSERT_EQ(field.waitForText("Hello, 世界 👋"), "Hello, 世界 👋");
+    session.send("text  Hi!"); // the controller trims its lines, not inner spaces
+    ASSERT_EQ(field.waitForText("Hello, 世界 👋 Hi!"), "Hello, 世界 👋 Hi!");
+    ASSERT_TRUE(field.copy("the user's copy", pasteBack)) << "the compositor never took the window's copy";
+    // At once: the compositor's word of the copy may reach the host only after the paste's
+    // selection.
+    session.send("text  再见");
+    EXPECT_EQ(field.waitForText("Hello, 世界 👋 Hi! 再见"), "Hello, 世界 👋 Hi! 再见");
+    EXPECT_EQ(field.waitForClipboard("the user's copy"), "the user's copy");
 }
 
 } // namespace quillvane::testing_support

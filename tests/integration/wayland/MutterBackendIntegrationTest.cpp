@@ -114,18 +114,8 @@ protected:
 // the controller as a failure and is the host's issue.
 TEST_F(MutterBackendTest, textOfAnyScriptArrivesTheClipboardIsKeptAndWhatCannotFailsVisibly) {
     TextFieldWindow field(socketName);
-    ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
     BackendHost session(*m_backend);
-    ASSERT_TRUE(session.startController()) << session.controllerOutput();
-    session.send("text Hello, 世界 👋");
-    ASSERT_EQ(field.waitForText("Hello, 世界 👋"), "Hello, 世界 👋");
-    session.send("text  Hi!"); // the controller trims its lines, not inner spaces
-    ASSERT_EQ(field.waitForText("Hello, 世界 👋 Hi!"), "Hello, 世界 👋 Hi!");
-    ASSERT_TRUE(field.copy("the user's copy")) << "Mutter never took the window's copy";
-    // At once: Mutter's word of the copy may reach the host only after the paste's selection.
-    session.send("text  再见");
-    EXPECT_EQ(field.waitForText("Hello, 世界 👋 Hi! 再见"), "Hello, 世界 👋 Hi! 再见");
-    EXPECT_EQ(field.waitForClipboard("the user's copy"), "the user's copy");
+    testing_support::expectTextArrivesAndTheUsersCopyIsKept(session, field, false);
 
     session.send("text a\ab");
     const std::string reason = "无法在这个桌面输入文字中的字符";
