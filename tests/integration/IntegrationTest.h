@@ -5,6 +5,7 @@
 // would touch the machine's own services or pass for the wrong reason.
 
 #include <cstdlib>
+#include <optional>
 
 #include <gtest/gtest.h>
 
@@ -44,6 +45,43 @@ inline ToolResult runTool(const QString& program, const QStringList& arguments,
         return {-1, {}, program + QStringLiteral(": ") + process.errorString()};
     return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
+}
+
+// One of our services as `avahi-browse -p` lists it, resolved:
+// =;iface;proto;name;type;domain;host;address;port;"txt" "txt"...
+// Our names are UUID texts, which it prints unescaped.
+struct BrowsedService {
+    QString address;
+    int port = 0;
+    QString txt;
+};
+
+// Waits until avahi-browse lists `name` (or, with `present` false, no longer lists it); returns
+// the last listing of it. A run that does not finish counts as not settled: -t waits for every
+// resolution, which can stall while another test's service comes and goes.
+inline std::optional<BrowsedService> waitForBrowsed(const QString& name, bool present = true) {
+    std::optional<BrowsedService> found;
+    waitUntil(
+        [&] {
+            const auto result = runTool(QStringLiteral("avahi-browse"),
+                                        {QStringLiteral("-rptk"), QStringLiteral("_quillvane._tcp")},
+                                        {}, 5000);
+            if (result.exitCode != 0)
+                return false;
+            found.reset();
+            for (const QString& line : result.output.split(QLatin1Char('\n'))) {
+                const QStringList fields = line.split(QLatin1Char(';'));
+                // Each resolution may carry either address of the host, in any order; the address
+                // checked is the IPv4 one.
+                if (fields.size() >= 10 && fields[0] == QLatin1String("=") && fields[3] == name &&
+                    !fields[7].contains(QLatin1Char(':')))
+                    found = BrowsedService{fields[7], fields[8].toInt(),
+                                           fields.mid(9).join(QLatin1Char(';'))};
+            }
+            return found.has_value() == present;
+        },
+        30000);
+    return found;
 }
 
 } // namespace quillvane::testing_support

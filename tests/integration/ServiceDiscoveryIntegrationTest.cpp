@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <map>
-#include <optional>
 #include <vector>
 
 #include "IntegrationTest.h"
@@ -16,46 +15,8 @@
 namespace quillvane {
 namespace {
 
+using testing_support::waitForBrowsed;
 using testing_support::waitUntil;
-
-const QString kType = QStringLiteral("_quillvane._tcp");
-
-// One resolved service as avahi-browse -p prints it:
-// =;iface;proto;name;type;domain;host;address;port;"txt" "txt"...
-// Our names are UUID texts, which it prints unescaped.
-struct BrowsedService {
-    QString name;
-    QString address;
-    int port = 0;
-    QString txt;
-};
-
-// Waits until avahi-browse lists `name` (or, with `present` false, no longer lists it); returns
-// the last listing of it. A run that does not finish counts as not settled: -t waits for every
-// resolution, which can stall while another test's service comes and goes.
-std::optional<BrowsedService> waitForBrowsed(const QString& name, bool present = true) {
-    std::optional<BrowsedService> found;
-    waitUntil(
-        [&] {
-            const auto result = testing_support::runTool(
-                QStringLiteral("avahi-browse"), {QStringLiteral("-rptk"), kType}, {}, 5000);
-            if (result.exitCode != 0)
-                return false;
-            found.reset();
-            for (const QString& line : result.output.split(QLatin1Char('\n'))) {
-                const QStringList fields = line.split(QLatin1Char(';'));
-                // Each resolution may carry either address of the host, in any order; the address
-                // checked is the IPv4 one.
-                if (fields.size() >= 10 && fields[0] == QLatin1String("=") && fields[3] == name &&
-                    !fields[7].contains(QLatin1Char(':')))
-                    found = BrowsedService{name, fields[7], fields[8].toInt(),
-                                           fields.mid(9).join(QLatin1Char(';'))};
-            }
-            return found.has_value() == present;
-        },
-        30000);
-    return found;
-}
 
 class ServiceDiscoveryIntegration : public testing_support::IntegrationTest {
 protected:

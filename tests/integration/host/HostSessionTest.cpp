@@ -80,18 +80,6 @@ TEST_F(HostSession, aPhoneBindsOverTlsDictatesAndIsDroppedWhenAChannelCloses) {
 
 namespace {
 
-QString browse() {
-    return testing_support::runTool(QStringLiteral("avahi-browse"),
-                                    {QStringLiteral("-rpt"), QStringLiteral("_quillvane._tcp")})
-        .output;
-}
-
-bool advertised(const Uuid& id) {
-    const QString name = QString::fromStdString(id.toString());
-    return testing_support::waitUntil([&] { return browse().contains(QStringLiteral(";") + name + QStringLiteral(";")); },
-                           kGenerousMs);
-}
-
 int avahiControl(const char* command) {
     return QProcess::execute(qEnvironmentVariable("QUILLVANE_TEST_ENV_DIR") +
                                  QStringLiteral("/avahi-control"),
@@ -102,7 +90,8 @@ int avahiControl(const char* command) {
 
 TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
     const PairingProfile old = *m_host->profile();
-    ASSERT_TRUE(advertised(old.id));
+    const auto name = [](const Uuid& id) { return QString::fromStdString(id.toString()); };
+    ASSERT_TRUE(testing_support::waitForBrowsed(name(old.id)));
     PhoneClient before(*m_host->profile(), m_host->port());
     ASSERT_TRUE(before.bind());
 
@@ -122,14 +111,13 @@ TEST_F(HostSession, rotatingThePairingRetiresTheOldKeyAndName) {
     EXPECT_FALSE(stale.isEncrypted());
     PhoneClient after(*m_host->profile(), m_host->port());
     EXPECT_TRUE(after.bind());
-    EXPECT_TRUE(advertised(fresh.id));
-    EXPECT_TRUE(testing_support::waitUntil([&] { return !browse().contains(QString::fromStdString(old.id.toString())); },
-                                kGenerousMs));
+    EXPECT_TRUE(testing_support::waitForBrowsed(name(fresh.id)));
+    EXPECT_FALSE(testing_support::waitForBrowsed(name(old.id), false));
 }
 
 TEST_F(HostSession, aStoppedAvahiDaemonIsTheIssueUntilTheServiceIsListedAgain) {
-    const Uuid id = m_host->profile()->id;
-    ASSERT_TRUE(advertised(id));
+    const QString name = QString::fromStdString(m_host->profile()->id.toString());
+    ASSERT_TRUE(testing_support::waitForBrowsed(name));
     ASSERT_EQ(avahiControl("stop"), 0);
     const bool shown = testing_support::waitUntil(
         [&] {
@@ -142,7 +130,7 @@ TEST_F(HostSession, aStoppedAvahiDaemonIsTheIssueUntilTheServiceIsListedAgain) {
     // The new daemon knows nothing of the old registration: listing it proves we published again.
     EXPECT_TRUE(testing_support::waitUntil([&] { return !m_host->hasIssue(); }, kGenerousMs))
         << m_host->issue().toStdString();
-    EXPECT_TRUE(advertised(id));
+    EXPECT_TRUE(testing_support::waitForBrowsed(name));
 }
 
 // Which handshake gives way to whom is the reception's unit test; here real squatters from four
