@@ -103,9 +103,8 @@ public:
         return closes.empty() || !closes.front() ? QString() : *closes.front();
     }
 
-    // For tests that act on the link: right after start(), and after each recorded message.
+    // For a test that acts on the link right after start().
     std::function<void(SecureLink&)> afterStart;
-    std::function<void(SecureLink&, const WireMessage&)> afterMessage;
 
     int readyCount = 0;
     std::vector<WireMessage> messages;
@@ -116,11 +115,7 @@ private:
         m_link.reset(m_listener.wrap(descriptor));
         ASSERT_NE(m_link, nullptr);
         m_link->onReady = [this] { ++readyCount; };
-        m_link->onMessage = [this](const WireMessage& message) {
-            messages.push_back(message);
-            if (afterMessage)
-                afterMessage(*m_link, message);
-        };
+        m_link->onMessage = [this](const WireMessage& message) { messages.push_back(message); };
         m_link->onClose = [this](const std::optional<QString>& reason) {
             closes.push_back(reason);
         };
@@ -259,8 +254,9 @@ TEST(SecureLink, sendsOnlyWhileReadyOutlivesTheDeadlineAndReportsOneClose) {
 TEST(SecureLink, closeInsideOnMessageStopsDelivery) {
     ReadyPair pair;
     ASSERT_TRUE(pair.ready);
-    pair.harness.afterMessage = [](SecureLink& link, const WireMessage&) {
-        link.close(QStringLiteral("handled"));
+    pair.link().onMessage = [&](const WireMessage& message) {
+        pair.harness.messages.push_back(message);
+        pair.link().close(QStringLiteral("handled"));
     };
     // The small frames share one record with the first; the large ones arrive in later reads.
     QByteArray bytes =

@@ -27,6 +27,39 @@ namespace {
 constexpr int kGenerousMs = 10000;
 const QByteArray kPageNonce(32, '\x42');
 
+// A TLS connection: a plain request, the event stream, or the connection the page POSTs on.
+struct Connection {
+    QSslSocket socket;
+    QByteArray received;
+    quint16 port;
+    explicit Connection(quint16 endpointPort, const QString& from = QStringLiteral("127.0.0.1")) : port(endpointPort) {
+        QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
+        QObject::connect(&socket, &QSslSocket::readyRead, &socket, [this] { received += socket.readAll(); });
+        socket.bind(QHostAddress(from));
+        socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
+    }
+    // The events' data so far, as JSON.
+    std::vector<QJsonObject> events() const {
+        std::vector<QJsonObject> found;
+        for (const QByteArray& block : received.split('\n'))
+            if (block.startsWith("data: "))
+                found.push_back(QJsonDocument::fromJson(block.mid(6)).object());
+        return found;
+    }
+    bool awaitEvents(std::size_t count) {
+        return testing_support::waitUntil([&] { return events().size() >= count; }, kGenerousMs);
+    }
+    // Posts `body` to the link `id` and returns the status line of the answer.
+    QByteArray post(const QString& id, const QByteArray& body, const QByteArray& origin) {
+        received.clear();
+        socket.write("POST /link/" + id.toLatin1() + " HTTP/1.1\r\nHost: 127.0.0.1:" +
+                     QByteArray::number(port) + "\r\nOrigin: " + origin +
+                     "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+        testing_support::waitUntil([&] { return received.contains("\r\n\r\n"); }, kGenerousMs);
+        return received.left(received.indexOf("\r\n"));
+    }
+};
+
 class WebEndpointTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -49,16 +82,12 @@ protected:
     // One raw request over TLS; the whole answer, once the endpoint closed or went quiet. The
     // endpoint answers on this thread, so the client waits in the event loop, never blocking it.
     QByteArray fetch(const QByteArray& request) {
-        QSslSocket socket;
-        QByteArray answer;
-        QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [&] { socket.ignoreSslErrors(); });
-        QObject::connect(&socket, &QSslSocket::encrypted, &socket, [&] { socket.write(request); });
-        QObject::connect(&socket, &QSslSocket::readyRead, &socket, [&] { answer += socket.readAll(); });
-        socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), m_endpoint->port());
+        Connection connection(m_endpoint->port());
+        connection.socket.write(request);
         // A kept-alive connection ends by the client after a quiet while.
-        if (!testing_support::waitUntil([&] { return socket.state() == QAbstractSocket::UnconnectedState; }, 2000))
-            socket.abort();
-        return answer;
+        if (!testing_support::waitUntil([&] { return connection.socket.state() == QAbstractSocket::UnconnectedState; }, 2000))
+            connection.socket.abort();
+        return connection.received;
     }
 
     struct Page {
@@ -193,39 +222,6 @@ TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverPr
     EXPECT_TRUE(testing_support::waitUntil([&] { return silent->closed; }, kGenerousMs)) << "an unproven socket stayed open";
     EXPECT_EQ(silent->type(silent->steps.size() - 1), QStringLiteral("refused"));
 }
-
-// A TLS connection that stays open: the event stream, or the connection the page POSTs on.
-struct Connection {
-    QSslSocket socket;
-    QByteArray received;
-    quint16 port;
-    explicit Connection(quint16 endpointPort, const QString& from = QStringLiteral("127.0.0.1")) : port(endpointPort) {
-        QObject::connect(&socket, &QSslSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
-        QObject::connect(&socket, &QSslSocket::readyRead, &socket, [this] { received += socket.readAll(); });
-        socket.bind(QHostAddress(from));
-        socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), port);
-    }
-    // The events' data so far, as JSON.
-    std::vector<QJsonObject> events() const {
-        std::vector<QJsonObject> found;
-        for (const QByteArray& block : received.split('\n'))
-            if (block.startsWith("data: "))
-                found.push_back(QJsonDocument::fromJson(block.mid(6)).object());
-        return found;
-    }
-    bool awaitEvents(std::size_t count) {
-        return testing_support::waitUntil([&] { return events().size() >= count; }, kGenerousMs);
-    }
-    // Posts `body` to the link `id` and returns the status line of the answer.
-    QByteArray post(const QString& id, const QByteArray& body, const QByteArray& origin) {
-        received.clear();
-        socket.write("POST /link/" + id.toLatin1() + " HTTP/1.1\r\nHost: 127.0.0.1:" +
-                     QByteArray::number(port) + "\r\nOrigin: " + origin +
-                     "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body);
-        testing_support::waitUntil([&] { return received.contains("\r\n\r\n"); }, kGenerousMs);
-        return received.left(received.indexOf("\r\n"));
-    }
-};
 
 TEST_F(WebEndpointTest, aBrowserWithoutWebSocketsPairsAndSpeaksOverAnEventStreamAndPosts) {
     const QString token = m_registry.issueToken(m_now);
