@@ -12,6 +12,7 @@ both languages are kept in the output folder.
 """
 
 import argparse
+import array
 import json
 import math
 import os
@@ -179,11 +180,9 @@ class Phone:
 def write_tone(path, seconds):
     """A 16-bit mono 24 kHz WAV file of a tone, for the controller's voice command."""
     with wave.open(path, "wb") as tone:
-        tone.setnchannels(1)
-        tone.setsampwidth(2)
-        tone.setframerate(24000)
-        tone.writeframes(b"".join(int(8000 * math.sin(i * 0.1)).to_bytes(2, "little", signed=True)
-                                  for i in range(int(seconds * 24000))))
+        tone.setparams((1, 2, 24000, 0, "NONE", None))
+        tone.writeframes(array.array("h", (int(8000 * math.sin(i * 0.1))
+                                           for i in range(int(seconds * 24000)))).tobytes())
 
 
 class Tray:
@@ -195,9 +194,11 @@ class Tray:
         self.bus = dbus.SessionBus()
 
     def start_watcher(self):
-        """A panel's tray: the watcher with a host registered."""
-        return DESKTOP.start([os.path.join(ARGS.services, "status-notifier-watcher")],
-                             stdout=subprocess.PIPE)
+        """A panel's tray: the watcher with a host registered, once it is ready."""
+        watcher = DESKTOP.start([os.path.join(ARGS.services, "status-notifier-watcher")],
+                                stdout=subprocess.PIPE)
+        watcher.stdout.readline()  # "ready"
+        return watcher
 
     def item(self):
         if not self.bus.name_has_owner("org.kde.StatusNotifierWatcher"):
@@ -291,6 +292,7 @@ class DesktopCase(unittest.TestCase):
         self.click(next(node for node in descendants(self.window)
                         if node.getRoleName() == "label" and showing(node)))
         subprocess.run(["xdotool", "key", "ctrl+w"], check=True)
+        wait_until(lambda: not showing(self.window), "the window to close")
 
     def control(self, role, name, within=None):
         return wait_until(lambda: next(
@@ -352,7 +354,6 @@ class SettingsWindowTest(DesktopCase):
     def setUpClass(cls):
         super().setUpClass()
         cls.watcher = cls.tray.start_watcher()
-        cls.watcher.stdout.readline()  # "ready"
         # A Wayland display that refuses: the program falls back to X.
         cls.start_program(session={"WAYLAND_DISPLAY": "no-such-compositor"})
 
@@ -407,7 +408,6 @@ class SettingsWindowTest(DesktopCase):
 
         # Ctrl+W closes the window; the tray brings it back with the code hidden again.
         self.close_window()
-        wait_until(lambda: not showing(self.window), "the window to close")
         self.tray.click("打开 Quillvane")
         self.control("push button", "显示配对码")
         self.assertEqual(self.scanned_codes(), [])
@@ -525,7 +525,6 @@ class NoTrayTest(DesktopCase):
         wait_until(lambda: not any("系统托盘" in text for text in self.visible_texts()),
                    "the hint to go")
         self.close_window()
-        wait_until(lambda: not showing(self.window), "the window to close")
         time.sleep(1)
         self.assertIsNone(self.program.process.poll(), "closing quit although there is a tray")
 
@@ -665,7 +664,6 @@ class WaylandTest(DesktopCase):
         sway = Sway()
         watcher = self.tray.start_watcher()
         try:
-            watcher.stdout.readline()  # "ready"
             # Scale 2, where a code drawn at the wrong size would be smoothed into more colours.
             sway.set_output(2560, 1600, 2)
             self.open_from_tray(sway)
