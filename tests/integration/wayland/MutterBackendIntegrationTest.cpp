@@ -128,7 +128,9 @@ TEST_F(MutterBackendTest, textOfAnyScriptArrivesTheClipboardIsKeptAndWhatCannotF
 // Mutter restarting (GNOME Shell crashing) ends the session and what it held: the host's issue
 // says input stopped and no drag is believed held; with Mutter back, a new session posts and the
 // issue goes.
-TEST_F(MutterBackendTest, aLostSessionIsReportedAndMadeAgain) {
+TEST_F(MutterBackendTest, chosenUnderGnomeAndALostSessionIsReportedAndMadeAgain) {
+    // Chosen where Mutter is the session's compositor and there is no X server.
+    EXPECT_EQ(testing_support::backendChosenWithoutX(), "mutter");
     BackendHost session(*m_backend);
     session.input().setDrag(true, false);
     std::ifstream pidFile(std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName + ".pid");
@@ -169,12 +171,6 @@ TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_TRUE(!sources.empty() && sources[0].fields.find("finger") != std::string::npos);
     EXPECT_TRUE(testing_support::controllerDeathLetsGo(
         session, [&] { return testing_support::heldAfter(m_wev->events()); }));
-}
-
-// Chosen where Mutter is the session's compositor and there is no X server.
-TEST_F(MutterBackendTest, chosenUnderGnome) {
-    m_backend.reset();
-    EXPECT_EQ(testing_support::backendChosenWithoutX(), "mutter");
 }
 
 } // namespace

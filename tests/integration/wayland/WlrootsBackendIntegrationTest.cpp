@@ -120,12 +120,9 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_TRUE(controllerDeathLetsGo(*session, [&] { return heldAfter(m_wev->events()); }));
     session.reset();
     EXPECT_TRUE(stoppingTheBackendLetsGo(m_backend, *m_wev));
-}
 
-// Chosen where sway is the session's compositor and there is no X server; without a compositor
-// of ours, X alone is posted to through XTest.
-TEST_F(WlrootsBackendTest, chosenUnderSwayAndXTestWithoutIt) {
-    m_backend.reset();
+    // Chosen where sway is the session's compositor and there is no X server; without a
+    // compositor of ours, X alone is posted to through XTest.
     EXPECT_EQ(testing_support::backendChosenWithoutX(), "wlroots");
     unsetenv("WAYLAND_DISPLAY");
     EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "x11");

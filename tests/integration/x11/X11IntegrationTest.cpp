@@ -78,7 +78,7 @@ TEST_F(InputSession, movesCrossBothHeadsAndStopOnePointInside) {
     EXPECT_TRUE(m_client.pointerReaches(1599, 599, 0));
 }
 
-TEST_F(InputSession, clicksAndKeysReachTheWindowAndADragHoldsTheButtonUntilAClick) {
+TEST_F(InputSession, clicksAndKeysReachTheWindowADragHoldsTheButtonAndADyingControllerLetsGo) {
     m_client.openWindow(0, 0, 1600, 600); // both heads: the drag ends on the right one
     m_client.warpPointer(300, 200);
     send("click");
@@ -104,9 +104,6 @@ TEST_F(InputSession, clicksAndKeysReachTheWindowAndADragHoldsTheButtonUntilAClic
     EXPECT_EQ(m_client.described(6),
               (Strings{"+Control_L", "+Shift_L", "+Z", "-Z", "-Shift_L", "-Control_L"}));
     EXPECT_TRUE(nothingMore()) << "the click pressed a button of its own";
-}
-
-TEST_F(InputSession, aControllerThatDiesMidDragWithTheShortcutHeldLeavesNothingHeld) {
     EXPECT_TRUE(testing_support::controllerDeathLetsGo(*m_session, [&] { return m_client.held(); }));
 }
 
