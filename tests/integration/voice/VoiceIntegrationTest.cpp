@@ -3,7 +3,6 @@
 // recorded back from it by parec, the shortcut as the X server sees it, and what happens when the
 // server takes the device away.
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
@@ -47,57 +46,46 @@ Bytes bytesOf(const std::vector<float>& samples) {
     return bytes;
 }
 
-// One of the starters in scripts/test-env.d, on a folder of its own.
-class SoundServer {
-public:
-    SoundServer(QString kind, QString dir) : m_kind(std::move(kind)), m_dir(std::move(dir)) {}
-    ~SoundServer() { stop(); }
-
-    QString address() const { return QStringLiteral("unix:") + m_dir + QStringLiteral("/pulse/native"); }
-
-    bool start() {
-        m_process = std::make_unique<QProcess>();
-        m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process->start(QStringLiteral(QUILLVANE_SOURCE_DIR "/scripts/test-env.d/") + m_kind, {m_dir});
-        return m_process->waitForStarted() && waitUntil([&] {
-                   return runTool(QStringLiteral("pactl"), {QStringLiteral("info")}).exitCode == 0;
-               }, kGenerousMs);
-    }
-
-    void stop() {
-        if (!m_process)
-            return;
-        m_process->terminate();
-        if (!m_process->waitForFinished(10'000))
-            m_process->kill();
-        m_process.reset();
-    }
-
-private:
-    QString m_kind;
-    QString m_dir;
-    std::unique_ptr<QProcess> m_process;
-};
-
 class Voice : public testing_support::IntegrationTest, public testing::WithParamInterface<const char*> {
 protected:
     void SetUp() override {
         IntegrationTest::SetUp();
         ASSERT_TRUE(m_dir.isValid());
-        m_server = std::make_unique<SoundServer>(QString::fromLatin1(GetParam()),
-                                                 m_dir.filePath(QStringLiteral("run")));
         // Every client below, in this process and the programs it starts, talks to that server,
         // and the user's configuration is a fresh one.
-        qputenv("PULSE_SERVER", m_server->address().toUtf8());
+        qputenv("PULSE_SERVER", "unix:" + m_dir.filePath(QStringLiteral("run/pulse/native")).toUtf8());
         qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
-        ASSERT_TRUE(m_server->start()) << "the " << GetParam() << " server did not come up";
+        ASSERT_TRUE(startServer()) << "the " << GetParam() << " server did not come up";
     }
 
     void TearDown() override {
         m_phone.reset();
         m_host.reset();
         stopRecorder();
+        // The server last, as the program's clients of it go.
+        m_microphone.reset();
+        m_audio.reset();
+        m_pulse.reset();
+        stopServer();
         EXPECT_TRUE(m_client.nothingHeld()) << "a key is still held";
+    }
+
+    // The sound server: one of the starters in scripts/test-env.d, on a folder of its own.
+    bool startServer() {
+        m_server = std::make_unique<QProcess>();
+        m_server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_server->start(QStringLiteral(QUILLVANE_SOURCE_DIR "/scripts/test-env.d/") + QString::fromLatin1(GetParam()),
+                        {m_dir.filePath(QStringLiteral("run"))});
+        return m_server->waitForStarted() && waitUntil([&] {
+                   return runTool(QStringLiteral("pactl"), {QStringLiteral("info")}).exitCode == 0;
+               }, kGenerousMs);
+    }
+    void stopServer() {
+        if (m_server && !m_server->waitForFinished(0)) {
+            m_server->terminate();
+            if (!m_server->waitForFinished(10'000))
+                m_server->kill();
+        }
     }
 
     bool pipewire() const { return std::strcmp(GetParam(), "pipewire") == 0; }
@@ -219,7 +207,7 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    std::unique_ptr<SoundServer> m_server;
+    std::unique_ptr<QProcess> m_server;
     testing_support::X11TestClient m_client;
     std::unique_ptr<InputBackend> m_backend = makeX11Backend();
     InputController m_input{*m_backend, uptimeSeconds, [] { return 0.5; }};
@@ -371,8 +359,8 @@ TEST_P(Voice, aLostDeviceFailsTheUtteranceReleasesTheShortcutAndComesBack) {
 
     bool lost = false;
     QObject::connect(m_pulse.get(), &PulseServer::lost, m_pulse.get(), [&] { lost = true; });
-    m_server->stop();
-    ASSERT_TRUE(m_server->start());
+    stopServer();
+    ASSERT_TRUE(startServer());
     ASSERT_TRUE(waitUntil([&] { return lost; }, kGenerousMs));
     EXPECT_TRUE(microphoneReady()) << "the device did not come back after a server restart";
 }
