@@ -65,9 +65,6 @@ public:
             close(m_fd);
     }
     bool found() const { return m_device != nullptr; }
-    bool has(unsigned int type, unsigned int code) const {
-        return libevdev_has_event_code(m_device, type, code);
-    }
 
     // Everything that arrives until the device has been quiet for a while, without the
     // SYN_REPORT frames; stops early once the device is gone.
@@ -110,9 +107,7 @@ protected:
 };
 
 TEST_F(UinputGuestTest, pointerMovesClicksAndScrollsAsAMouseWould) {
-    ASSERT_TRUE(m_reader->has(EV_REL, REL_WHEEL_HI_RES));
     // The pointer moves on from wherever it is: the first motion is the motion given.
-    EXPECT_EQ(m_backend->pointerLocation(), std::nullopt);
     m_backend->moveBy({100, 50});
     EXPECT_EQ(m_reader->read(), (Events{{EV_REL, REL_X, 100}, {EV_REL, REL_Y, 50}}));
     // Half pixels are carried, not lost: the second half makes a whole one.
