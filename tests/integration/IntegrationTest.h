@@ -63,9 +63,9 @@ inline std::optional<BrowsedService> waitForBrowsed(const QString& name, bool pr
     std::optional<BrowsedService> found;
     waitUntil(
         [&] {
-            const auto result = runTool(QStringLiteral("avahi-browse"),
-                                        {QStringLiteral("-rptk"), QStringLiteral("_quillvane._tcp")},
-                                        {}, 5000);
+            const auto result =
+                runTool(QStringLiteral("avahi-browse"),
+                        {QStringLiteral("-rptk"), QStringLiteral("_quillvane._tcp")}, {}, 5000);
             if (result.exitCode != 0)
                 return false;
             found.reset();

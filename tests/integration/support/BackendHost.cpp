@@ -1,7 +1,7 @@
 #include "BackendHost.h"
 
-#include <map>
 #include <cstdlib>
+#include <map>
 
 #include "InputBackends.h"
 #include "Random.h"
@@ -92,9 +92,9 @@ std::vector<WevEvent> expectTheControllerDrivesTheWindow(
     BackendHost& session, WevRecorder& wev, const std::function<void(TrackpadVector)>& userMoves,
     const std::string& text) {
     using Events = std::vector<WevEvent>;
+    const auto moved = [](const Events& events) { return !named(events, "motion").empty(); };
     const auto motion = [&] {
-        EXPECT_TRUE(wev.waitFor([](const Events& events) { return !named(events, "motion").empty(); }))
-            << "no motion; wev saw:\n" << described(wev.events());
+        EXPECT_TRUE(wev.waitFor(moved)) << "no motion; wev saw:\n" << described(wev.events());
         const auto motions = named(wev.events(), "motion");
         wev.clear();
         return motions.empty() ? std::pair(-1.0, -1.0) : *motions.back().position();
@@ -135,7 +135,8 @@ std::vector<WevEvent> expectTheControllerDrivesTheWindow(
     EXPECT_NEAR(scrolled[0], -12, 0.1) << described(events);
     EXPECT_NEAR(scrolled[1], -8, 0.1) << described(events);
     const auto changes = keyChanges(events);
-    EXPECT_EQ(std::vector(changes.begin(), changes.begin() + std::min<std::size_t>(6, changes.size())),
+    const auto shortcut = changes.begin() + std::min<std::size_t>(6, changes.size());
+    EXPECT_EQ(std::vector(changes.begin(), shortcut),
               (std::vector<std::string>{"+29", "+42", "+44", "-44", "-42", "-29"}));
     const auto keys = named(events, "key");
     EXPECT_TRUE(keys.size() > 2 && keys[2].fields.find("sym: Z") != std::string::npos)

@@ -73,14 +73,14 @@ std::string TextFieldWindow::waitForClipboard(const std::string& expected, int t
 }
 
 void expectTextArrivesAndTheUsersCopyIsKept(BackendHost& session, TextFieldWindow& field,
-                                           bool pasteBack) {
+                                            bool pasteBack) {
     ASSERT_TRUE(field.waitUntilFocused()) << "the text field never got the keyboard";
     ASSERT_TRUE(session.startController()) << session.controllerOutput();
     session.send("text Hello, 世界 👋");
     ASSERT_EQ(field.waitForText("Hello, 世界 👋"), "Hello, 世界 👋");
     session.send("text  Hi!"); // the controller trims its lines, not inner spaces
     ASSERT_EQ(field.waitForText("Hello, 世界 👋 Hi!"), "Hello, 世界 👋 Hi!");
-    ASSERT_TRUE(field.copy("the user's copy", pasteBack)) << "the compositor never took the window's copy";
+    ASSERT_TRUE(field.copy("the user's copy", pasteBack)) << "the compositor never took the copy";
     // At once: the compositor's word of the copy may reach the host only after the paste's
     // selection.
     session.send("text  再见");

@@ -53,7 +53,8 @@ protected:
         ASSERT_TRUE(m_dir.isValid());
         // Every client below, in this process and the programs it starts, talks to that server,
         // and the user's configuration is a fresh one.
-        qputenv("PULSE_SERVER", "unix:" + m_dir.filePath(QStringLiteral("run/pulse/native")).toUtf8());
+        qputenv("PULSE_SERVER",
+                "unix:" + m_dir.filePath(QStringLiteral("run/pulse/native")).toUtf8());
         qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
         ASSERT_TRUE(startServer()) << "the " << GetParam() << " server did not come up";
     }
@@ -74,7 +75,8 @@ protected:
     bool startServer() {
         m_server = std::make_unique<QProcess>();
         m_server->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_server->start(QStringLiteral(QUILLVANE_SOURCE_DIR "/scripts/test-env.d/") + QString::fromLatin1(GetParam()),
+        m_server->start(QStringLiteral(QUILLVANE_SOURCE_DIR "/scripts/test-env.d/") +
+                            QString::fromLatin1(GetParam()),
                         {m_dir.filePath(QStringLiteral("run"))});
         return m_server->waitForStarted() && waitUntil([&] {
                    return runTool(QStringLiteral("pactl"), {QStringLiteral("info")}).exitCode == 0;
@@ -92,7 +94,8 @@ protected:
 
     // `quillvane OPTION` as a user runs it: its exit status, a space and what it printed.
     std::string quillvane(const char* option) {
-        const auto run = runTool(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {QString::fromLatin1(option)});
+        const auto run =
+            runTool(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {QString::fromLatin1(option)});
         return std::to_string(run.exitCode) + " " + run.output.trimmed().toStdString();
     }
     // pactl with `arguments` separated by spaces (pactl joins what it loads a module with again).
@@ -101,7 +104,8 @@ protected:
     }
     // The index of our module of this kind (the server's own null sink is not ours).
     QString moduleIndex(const QString& name) {
-        for (const auto& line : pactl(QStringLiteral("list short modules")).split(QLatin1Char('\n')))
+        const QString modules = pactl(QStringLiteral("list short modules"));
+        for (const auto& line : modules.split(QLatin1Char('\n')))
             if (line.section(QLatin1Char('\t'), 1, 1) == name && line.contains(QStringLiteral("QuillvaneMicrophone")))
                 return line.section(QLatin1Char('\t'), 0, 0);
         return {};
@@ -234,7 +238,8 @@ TEST_P(Voice, installsOnACleanUserRepairsWhatIsWrongAndPlaysOnlyWholePackets) {
     ASSERT_EQ(quillvane("--install-microphone"), ready);
     const QString modules = pactl(QStringLiteral("list short modules"));
     EXPECT_EQ(quillvane("--install-microphone"), ready);
-    EXPECT_EQ(pactl(QStringLiteral("list short modules")), modules) << "a second install changed the server";
+    EXPECT_EQ(pactl(QStringLiteral("list short modules")), modules)
+        << "a second install changed the server";
 
     // Recording programs list a microphone, not a monitor; our sink is not the default output.
     const QString sources = pactl(QStringLiteral("list sources"));
@@ -244,8 +249,9 @@ TEST_P(Voice, installsOnACleanUserRepairsWhatIsWrongAndPlaysOnlyWholePackets) {
     EXPECT_EQ(pactl(QStringLiteral("get-default-sink")).trimmed(), QStringLiteral("test_speakers"));
 
     // An older definition on disk.
-    QFile file(m_dir.filePath(pipewire() ? QStringLiteral("config/pipewire/pipewire-pulse.conf.d/50-quillvane.conf")
-                                         : QStringLiteral("config/pulse/default.pa")));
+    QFile file(m_dir.filePath(
+        pipewire() ? QStringLiteral("config/pipewire/pipewire-pulse.conf.d/50-quillvane.conf")
+                   : QStringLiteral("config/pulse/default.pa")));
     ASSERT_TRUE(file.open(QIODevice::ReadWrite));
     const QByteArray text = file.readAll();
     ASSERT_TRUE(text.contains("quillvane.version = 0.1.0"));
@@ -261,7 +267,8 @@ TEST_P(Voice, installsOnACleanUserRepairsWhatIsWrongAndPlaysOnlyWholePackets) {
     pactl(QStringLiteral("unload-module ") + remap);
     pactl(QStringLiteral("load-module module-remap-source ") +
           QString::fromStdString(VirtualMicrophone::sourceArguments())
-              .replace(QStringLiteral("master=QuillvaneMicrophone_UID.monitor"), QStringLiteral("master=test_speakers.monitor")));
+              .replace(QStringLiteral("master=QuillvaneMicrophone_UID.monitor"),
+                       QStringLiteral("master=test_speakers.monitor")));
     EXPECT_EQ(quillvane("--microphone-status"), "1 Quillvane Microphone 不可用：缺少双向音频流");
     EXPECT_EQ(quillvane("--install-microphone"), ready);
 

@@ -66,12 +66,13 @@ protected:
 TEST_F(KWinBackendTest, theControllerDrivesTheWindowFromWhereThePointerIsAndNothingStaysHeld) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     auto mouse = makeKWinBackend();
+    const auto userMoves = [&](TrackpadVector delta) {
+        mouse->moveBy(delta);
+        mouse->flush();
+    };
     {
         testing_support::BackendHost session(*m_backend);
-        testing_support::expectTheControllerDrivesTheWindow(session, *m_wev, [&](TrackpadVector delta) {
-            mouse->moveBy(delta);
-            mouse->flush();
-        }, "Hi!");
+        testing_support::expectTheControllerDrivesTheWindow(session, *m_wev, userMoves, "Hi!");
         EXPECT_TRUE(testing_support::controllerDeathLetsGo(
             session, [&] { return testing_support::heldAfter(m_wev->events()); }));
     }
@@ -87,7 +88,7 @@ TEST_F(KWinBackendTest, textOfAnyScriptArrivesAndTheUsersClipboardIsKept) {
 // KWin chosen where it is the session's compositor; a KWin that goes away takes the backend's
 // right to post with it, and says so; refused, with the step that fixes it, where KWin's
 // desktop-entry check stands.
-TEST_F(KWinBackendTest, chosenUnderKWinLostWithItAndRefusedWithTheRemedyWhenNotStartedFromItsEntry) {
+TEST_F(KWinBackendTest, chosenUnderKWinLostWithItAndRefusedWhenNotStartedFromItsEntry) {
     EXPECT_EQ(testing_support::backendChosenWithoutX(), "kwin");
     s_kwin->stop();
     EXPECT_TRUE(testing_support::waitUntil([&] { return !m_backend->canPost(); }, 5000));

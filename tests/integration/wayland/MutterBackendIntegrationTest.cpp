@@ -162,11 +162,12 @@ TEST_F(MutterBackendTest, chosenUnderGnomeAndALostSessionIsReportedAndMadeAgain)
 TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     openWev();
     BackendHost session(*m_backend);
-    const Events events = testing_support::expectTheControllerDrivesTheWindow(
-        session, *m_wev, [&](TrackpadVector delta) {
-            m_mouse->moveBy(delta);
-            m_mouse->flush();
-        }, "€");
+    const auto userMoves = [&](TrackpadVector delta) {
+        m_mouse->moveBy(delta);
+        m_mouse->flush();
+    };
+    const Events events =
+        testing_support::expectTheControllerDrivesTheWindow(session, *m_wev, userMoves, "€");
     const auto sources = named(events, "axis_source");
     EXPECT_TRUE(!sources.empty() && sources[0].fields.find("finger") != std::string::npos);
     EXPECT_TRUE(testing_support::controllerDeathLetsGo(

@@ -108,10 +108,11 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
 TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     EXPECT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     auto session = std::make_unique<BackendHost>(*m_backend);
+    const auto userMoves = [](TrackpadVector delta) {
+        swaymsg(QStringLiteral("seat seat0 cursor move %1 %2").arg(delta.x).arg(delta.y));
+    };
     const Events events = testing_support::expectTheControllerDrivesTheWindow(
-        *session, *m_wev, [&](TrackpadVector delta) {
-            swaymsg(QStringLiteral("seat seat0 cursor move %1 %2").arg(delta.x).arg(delta.y));
-        }, "Hello, 世界 👋");
+        *session, *m_wev, userMoves, "Hello, 世界 👋");
     const auto sources = named(events, "axis_source");
     const auto stops = named(events, "axis_stop");
     EXPECT_TRUE(!sources.empty() && sources[0].fields.find("finger") != std::string::npos);
