@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QWebSocket>
 
+#include <functional>
 #include <memory>
 
 #include "support/EventWait.h"
@@ -94,11 +95,12 @@ protected:
         QWebSocket socket;
         std::vector<QJsonObject> steps;
         bool closed = false;
-        explicit Page(const QString& origin) : socket(origin) {
+        Page(const QString& origin, quint16 port) : socket(origin) {
             QObject::connect(&socket, &QWebSocket::sslErrors, &socket, [this] { socket.ignoreSslErrors(); });
             QObject::connect(&socket, &QWebSocket::textMessageReceived, &socket,
                              [this](const QString& text) { steps.push_back(QJsonDocument::fromJson(text.toUtf8()).object()); });
             QObject::connect(&socket, &QWebSocket::disconnected, &socket, [this] { closed = true; });
+            socket.open(QUrl(QStringLiteral("wss://127.0.0.1:%1/ws").arg(port)));
         }
         bool awaitStep(std::size_t count) {
             return testing_support::waitUntil([&] { return steps.size() >= count || closed; }, kGenerousMs) && steps.size() >= count;
@@ -107,12 +109,20 @@ protected:
         void send(const QJsonObject& step) { socket.sendTextMessage(QString::fromUtf8(QJsonDocument(step).toJson())); }
     };
 
-    std::unique_ptr<Page> open(const QString& origin) {
-        auto page = std::make_unique<Page>(origin);
-        page->socket.open(QUrl(QStringLiteral("wss://127.0.0.1:%1/ws").arg(m_endpoint->port())));
+    std::unique_ptr<Page> open(const QString& origin) { return std::make_unique<Page>(origin, m_endpoint->port()); }
+
+    // A new page that answers the host's challenge with `reply(challenge)`, once the host answered.
+    std::unique_ptr<Page> answer(const std::function<QJsonObject(const QByteArray&)>& reply) {
+        auto page = open(m_origin);
+        if (page->awaitStep(1)) {
+            page->send(reply(bytesAt(page->steps[0], "nonce")));
+            page->awaitStep(2);
+        }
         return page;
     }
-
+    static QJsonObject pairStep(const QString& token) {
+        return {{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}};
+    }
     // The page's proof of `secret` for the challenge `hostNonce`, with the page's own nonce.
     static QJsonObject proof(const QString& id, const QByteArray& secret, const QByteArray& hostNonce) {
         return {{QStringLiteral("type"), QStringLiteral("prove")},
@@ -120,8 +130,8 @@ protected:
                 {QStringLiteral("nonce"), QString::fromLatin1(kPageNonce.toBase64())},
                 {QStringLiteral("proof"), QString::fromLatin1(BrowserProof::page(secret, hostNonce, kPageNonce).toBase64())}};
     }
-    static QByteArray challenge(const Page& page) {
-        return QByteArray::fromBase64(page.steps.at(0).value(QStringLiteral("nonce")).toString().toLatin1());
+    static QByteArray bytesAt(const QJsonObject& step, const char* key) {
+        return QByteArray::fromBase64(step.value(QLatin1String(key)).toString().toLatin1());
     }
 
     QTemporaryDir m_files;
@@ -159,20 +169,16 @@ TEST_F(WebEndpointTest, servesOnlyThePageFilesWithAStrictPolicyOnAnEcdsaCertific
 
 TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMessages) {
     const QString token = m_registry.issueToken(m_now);
-    auto page = open(m_origin);
-    ASSERT_TRUE(page->awaitStep(1));
-    EXPECT_EQ(page->type(0), QStringLiteral("challenge"));
-    page->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
-    ASSERT_TRUE(page->awaitStep(2));
+    auto page = answer([&](const QByteArray&) { return pairStep(token); });
+    ASSERT_EQ(page->type(0), QStringLiteral("challenge"));
     ASSERT_EQ(page->type(1), QStringLiteral("credential"));
     const QString id = page->steps[1].value(QStringLiteral("id")).toString();
-    const QByteArray secret = QByteArray::fromBase64(page->steps[1].value(QStringLiteral("secret")).toString().toLatin1());
-    const QByteArray hostNonce = challenge(*page);
+    const QByteArray secret = bytesAt(page->steps[1], "secret");
+    const QByteArray hostNonce = bytesAt(page->steps[0], "nonce");
     page->send(proof(id, secret, hostNonce));
     ASSERT_TRUE(page->awaitStep(3));
     ASSERT_EQ(page->type(2), QStringLiteral("proven"));
-    EXPECT_EQ(QByteArray::fromBase64(page->steps[2].value(QStringLiteral("proof")).toString().toLatin1()),
-              BrowserProof::host(secret, kPageNonce, hostNonce));
+    EXPECT_EQ(bytesAt(page->steps[2], "proof"), BrowserProof::host(secret, kPageNonce, hostNonce));
     ASSERT_EQ(m_links.size(), 1);
     EXPECT_TRUE(m_links[0]->isAuthenticated());
     page->socket.sendTextMessage(QStringLiteral(R"({"kind":"heartbeat","version":1})"));
@@ -180,27 +186,15 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     EXPECT_EQ(m_received[0].kind, WireMessage::Kind::heartbeat);
 
     // The same token again, a replayed proof on a new socket, and a revoked browser.
-    auto again = open(m_origin);
-    ASSERT_TRUE(again->awaitStep(1));
-    again->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
-    ASSERT_TRUE(again->awaitStep(2));
+    auto again = answer([&](const QByteArray&) { return pairStep(token); });
     EXPECT_EQ(again->type(1), QStringLiteral("refused"));
     EXPECT_TRUE(testing_support::waitUntil([&] { return again->closed; }, kGenerousMs));
-
-    auto replay = open(m_origin);
-    ASSERT_TRUE(replay->awaitStep(1));
-    replay->send(proof(id, secret, hostNonce));
-    ASSERT_TRUE(replay->awaitStep(2));
-    EXPECT_EQ(replay->type(1), QStringLiteral("refused")) << "a proof for another challenge passed";
-
+    EXPECT_EQ(answer([&](const QByteArray&) { return proof(id, secret, hostNonce); })->type(1), QStringLiteral("refused"))
+        << "a proof for another challenge passed";
     m_registry.revoke(id);
     m_endpoint->closeBrowser(id);
     EXPECT_TRUE(testing_support::waitUntil([&] { return page->closed; }, kGenerousMs)) << "a revoked browser stayed connected";
-    auto revoked = open(m_origin);
-    ASSERT_TRUE(revoked->awaitStep(1));
-    revoked->send(proof(id, secret, challenge(*revoked)));
-    ASSERT_TRUE(revoked->awaitStep(2));
-    EXPECT_EQ(revoked->type(1), QStringLiteral("refused"));
+    EXPECT_EQ(answer([&](const QByteArray& challenge) { return proof(id, secret, challenge); })->type(1), QStringLiteral("refused"));
 }
 
 TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverProves) {
@@ -211,11 +205,7 @@ TEST_F(WebEndpointTest, refusesAForeignOriginAnExpiredTokenAndASocketThatNeverPr
 
     const QString token = m_registry.issueToken(m_now);
     m_now += BrowserRegistry::kTokenLifetime + 1;
-    auto late = open(m_origin);
-    ASSERT_TRUE(late->awaitStep(1));
-    late->send({{QStringLiteral("type"), QStringLiteral("pair")}, {QStringLiteral("token"), token}});
-    ASSERT_TRUE(late->awaitStep(2));
-    EXPECT_EQ(late->type(1), QStringLiteral("refused"));
+    EXPECT_EQ(answer([&](const QByteArray&) { return pairStep(token); })->type(1), QStringLiteral("refused"));
 
     auto silent = open(m_origin);
     ASSERT_TRUE(silent->awaitStep(1));
@@ -231,23 +221,19 @@ TEST_F(WebEndpointTest, aBrowserWithoutWebSocketsPairsAndSpeaksOverAnEventStream
     EXPECT_TRUE(stream.received.startsWith("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n"));
     const QString link = stream.events()[0].value(QStringLiteral("link")).toString();
     ASSERT_EQ(link.size(), 22);
-    const QByteArray hostNonce = QByteArray::fromBase64(stream.events()[0].value(QStringLiteral("nonce")).toString().toLatin1());
+    const QByteArray hostNonce = bytesAt(stream.events()[0], "nonce");
 
     const QByteArray origin = m_origin.toLatin1();
-    Connection up(m_endpoint->port());
-    const QByteArray pair = QJsonDocument(QJsonObject{{QStringLiteral("type"), QStringLiteral("pair")},
-                                                      {QStringLiteral("token"), token}}).toJson(QJsonDocument::Compact);
-    EXPECT_EQ(up.post(link, pair, "https://evil.example"), "HTTP/1.1 403 Forbidden");
-    Connection up2(m_endpoint->port());
-    EXPECT_EQ(up2.post(QString(22, QLatin1Char('A')), pair, origin), "HTTP/1.1 404 Not Found");
-    Connection elsewhere(m_endpoint->port(), QStringLiteral("127.0.0.2"));
-    EXPECT_EQ(elsewhere.post(link, pair, origin), "HTTP/1.1 404 Not Found") << "another host posted to the link";
+    const QByteArray pair = QJsonDocument(pairStep(token)).toJson(QJsonDocument::Compact);
+    EXPECT_EQ(Connection(m_endpoint->port()).post(link, pair, "https://evil.example"), "HTTP/1.1 403 Forbidden");
+    EXPECT_EQ(Connection(m_endpoint->port()).post(QString(22, QLatin1Char('A')), pair, origin), "HTTP/1.1 404 Not Found");
+    EXPECT_EQ(Connection(m_endpoint->port(), QStringLiteral("127.0.0.2")).post(link, pair, origin), "HTTP/1.1 404 Not Found")
+        << "another host posted to the link";
     Connection page(m_endpoint->port());
     EXPECT_EQ(page.post(link, pair, origin), "HTTP/1.1 204 No Content");
     ASSERT_TRUE(stream.awaitEvents(2));
-    const QJsonObject credential = stream.events()[1];
-    const QString id = credential.value(QStringLiteral("id")).toString();
-    const QByteArray secret = QByteArray::fromBase64(credential.value(QStringLiteral("secret")).toString().toLatin1());
+    const QString id = stream.events()[1].value(QStringLiteral("id")).toString();
+    const QByteArray secret = bytesAt(stream.events()[1], "secret");
     EXPECT_EQ(page.post(link, QJsonDocument(proof(id, secret, hostNonce)).toJson(QJsonDocument::Compact), origin),
               "HTTP/1.1 204 No Content");
     ASSERT_TRUE(stream.awaitEvents(3));
