@@ -28,6 +28,9 @@ TEST(HttpRequestReader, readsAHeadSplitAnywhereAndRefusesWhatTheEndpointDoesNotS
         EXPECT_EQ(reader.headLength(), kGood.size());
     }
     const std::string host = "Host: h\r\n";
+    std::string manyFields;
+    for (int i = 0; i < 60; ++i)
+        manyFields += "F" + std::to_string(i) + ": v\r\n";
     const std::pair<std::string, int> refused[] = {
         {"PUT / HTTP/1.1\r\n" + host + "\r\n", 405},
         {"POST / HTTP/1.1\r\n" + host + "\r\n", 411},                      // a body of no stated length
@@ -43,6 +46,7 @@ TEST(HttpRequestReader, readsAHeadSplitAnywhereAndRefusesWhatTheEndpointDoesNotS
         {"GET noslash HTTP/1.1\r\n" + host + "\r\n", 400},
         {"GET /" + std::string(1100, 'a') + " HTTP/1.1\r\n" + host + "\r\n", 414},
         {"GET / HTTP/1.1\r\n" + host + "X: " + std::string(9000, 'a') + "\r\n\r\n", 431},
+        {"GET / HTTP/1.1\r\n" + host + manyFields + "\r\n", 431},
     };
     for (const auto& [request, status] : refused) {
         HttpRequestReader reader;
@@ -53,12 +57,6 @@ TEST(HttpRequestReader, readsAHeadSplitAnywhereAndRefusesWhatTheEndpointDoesNotS
     EXPECT_EQ(post.feed("POST /link/x HTTP/1.1\r\n" + host + "Content-Length: 12\r\n\r\n{\"a\":1}"),
               HttpRequestReader::State::complete);
     EXPECT_EQ(post.contentLength(), 12u);
-    std::string many = "GET / HTTP/1.1\r\n" + host;
-    for (int i = 0; i < 60; ++i)
-        many += "F" + std::to_string(i) + ": v\r\n";
-    HttpRequestReader reader;
-    EXPECT_EQ(reader.feed(many + "\r\n"), HttpRequestReader::State::refused);
-    EXPECT_EQ(reader.refusal(), 431);
     // A head that never ends is refused once it passes the bound, however it trickles in.
     HttpRequestReader endless;
     for (int i = 0; i < 9000 && endless.state() == HttpRequestReader::State::reading; ++i)
