@@ -33,6 +33,11 @@ WireMessage hello(const char* channel, const Uuid& client = phoneID) {
     return message;
 }
 
+// A message written as the phone writes it; only the fields after kind and version are given.
+WireMessage wire(const std::string& fields) {
+    return WireMessage::fromJson(R"({"version":1,)" + fields + "}");
+}
+
 WireMessage withSession(Kind kind, std::optional<std::int64_t> sequence = {},
                         std::size_t samples = 0) {
     WireMessage message(kind);
@@ -53,17 +58,17 @@ protected:
         m_hostSettings.setDeviceUID(QStringLiteral("quillvane-microphone"));
     }
 
-    FakeLink& connect(const char* address = "192.168.1.20") {
+    // A new link whose peer sends `first`.
+    FakeLink& connect(const WireMessage& first, const char* address = "192.168.1.20") {
         auto* link = new FakeLink(address);
         m_reception.receive(link);
+        link->deliver(first);
         return *link;
     }
     // A phone with both channels bound.
     std::pair<FakeLink*, FakeLink*> bind() {
-        FakeLink& control = connect();
-        control.deliver(hello("control"));
-        FakeLink& audio = connect();
-        audio.deliver(hello("audio"));
+        FakeLink& control = connect(hello("control"));
+        FakeLink& audio = connect(hello("audio"));
         EXPECT_TRUE(m_session.connected());
         m_input.clear();
         return {&control, &audio};
@@ -91,18 +96,13 @@ protected:
 
 TEST_F(Session, bindsControlThenAudioAndTurnsEveryOtherLinkAway) {
     // Nobody bound: an audio hello, or anything but a hello, closes that link; no issue.
-    FakeLink& early = connect();
-    early.deliver(hello("audio"));
-    EXPECT_EQ(early.closeReason, QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
-    FakeLink& chatty = connect();
-    chatty.deliver(WireMessage(Kind::heartbeat));
-    EXPECT_EQ(chatty.closeReason, QStringLiteral("连接尚未就绪"));
+    EXPECT_EQ(connect(hello("audio")).closeReason,
+              QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
+    EXPECT_EQ(connect(WireMessage(Kind::heartbeat)).closeReason, QStringLiteral("连接尚未就绪"));
     EXPECT_TRUE(m_issue.isEmpty());
 
-    FakeLink& control = connect();
-    control.deliver(hello("control"));
-    ASSERT_TRUE(control.last(Kind::welcome));
-    EXPECT_EQ(control.last(Kind::welcome)->doubleClickInterval, 0.35);
+    FakeLink& control = connect(hello("control"));
+    EXPECT_EQ(control.last(Kind::welcome), wire(R"("kind":"welcome","doubleClickInterval":0.35)"));
     EXPECT_TRUE(m_session.controlBound());
     EXPECT_FALSE(m_session.connected());
     // Until the audio channel binds, even heartbeats are refused, and do not count as liveness.
@@ -111,12 +111,9 @@ TEST_F(Session, bindsControlThenAudioAndTurnsEveryOtherLinkAway) {
     EXPECT_EQ(failure(control), "连接尚未就绪");
     EXPECT_FALSE(control.last(Kind::heartbeat));
     // An audio channel claiming another client id does not take the free place.
-    FakeLink& stranger = connect();
-    stranger.deliver(hello("audio", otherID));
-    EXPECT_TRUE(stranger.isClosed());
+    EXPECT_TRUE(connect(hello("audio", otherID)).isClosed());
 
-    FakeLink& audio = connect();
-    audio.deliver(hello("audio"));
+    FakeLink& audio = connect(hello("audio"));
     ASSERT_TRUE(audio.last(Kind::welcome));
     EXPECT_TRUE(m_session.connected());
     m_clock.advance(1.5);
@@ -127,8 +124,8 @@ TEST_F(Session, bindsControlThenAudioAndTurnsEveryOtherLinkAway) {
 TEST_F(Session, aBoundControllerIsAnsweredAndKeptWhileOthersAreTurnedAway) {
     auto [control, audio] = bind();
     control->deliver(WireMessage(Kind::heartbeat));
-    ASSERT_TRUE(control->last(Kind::heartbeat));
-    EXPECT_EQ(control->last(Kind::heartbeat)->doubleClickInterval, 0.35);
+    EXPECT_EQ(control->last(Kind::heartbeat),
+              wire(R"("kind":"heartbeat","doubleClickInterval":0.35)"));
 
     // Refusals on a bound channel are answered with a failure and become the issue; the session
     // goes on.
@@ -148,49 +145,40 @@ TEST_F(Session, aBoundControllerIsAnsweredAndKeptWhileOthersAreTurnedAway) {
     EXPECT_EQ(m_input.count("move"), 0u);
     EXPECT_EQ(m_input.count("releaseAll"), 4u);
     m_input.setPermitted(false);
-    WireMessage drag(Kind::drag);
-    drag.flag = true;
-    control->deliver(drag);
+    control->deliver(wire(R"("kind":"drag","flag":true)"));
     EXPECT_EQ(failure(*control), "请授予辅助功能权限");
     EXPECT_EQ(m_input.count("drag"), 0u);
 
     // A second phone, a second audio channel of this one, and a link that is none of the bound
     // channels, are closed; the first phone keeps being served.
-    FakeLink& second = connect("192.168.1.30");
-    second.deliver(hello("control", otherID));
-    EXPECT_EQ(second.closeReason, QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
-    FakeLink& unbound = connect();
-    unbound.deliver(hello("audio"));
-    EXPECT_TRUE(unbound.isClosed());
-    FakeLink& other = connect();
-    other.deliver(WireMessage(Kind::heartbeat));
-    EXPECT_EQ(other.closeReason, QStringLiteral("未绑定的控制通道"));
+    EXPECT_EQ(connect(hello("control", otherID), "192.168.1.30").closeReason,
+              QStringLiteral("电脑已连接其他控制端，或连接顺序错误"));
+    EXPECT_TRUE(connect(hello("audio")).isClosed());
+    EXPECT_EQ(connect(WireMessage(Kind::heartbeat)).closeReason,
+              QStringLiteral("未绑定的控制通道"));
     EXPECT_FALSE(control->isClosed() || audio->isClosed());
     EXPECT_TRUE(m_session.connected());
 }
 
 TEST_F(Session, routesInputMessagesWithTheirDefaults) {
     auto [control, audio] = bind();
-    WireMessage move(Kind::move);
-    move.movementSamples = std::vector<TrackpadVector>{{3, 4}};
-    WireMessage scroll(Kind::scroll);
-    scroll.y = -12.5;
-    scroll.scrollPhase = TrackpadScrollPhase::began;
-    WireMessage key(Kind::key);
-    key.keyCode = 6;
-    key.modifiers = 0x120000;
-    WireMessage text(Kind::text);
-    text.text = "Hello, 世界";
-    WireMessage drag(Kind::drag);
-    drag.flag = true;
-    for (const WireMessage& message :
-         {move, scroll, WireMessage(Kind::click), key, text, drag, WireMessage(Kind::cancel)})
-        control->deliver(message);
+    // 1179648 is Command+Shift, 0x120000.
+    for (const char* fields :
+         {R"("kind":"move","movementSamples":[{"x":3,"y":4}])",
+          R"("kind":"scroll","y":-12.5,"scrollPhase":"began")", R"("kind":"click")",
+          R"("kind":"key","keyCode":6,"modifiers":1179648)",
+          R"("kind":"text","text":"Hello, 世界")", R"("kind":"drag","flag":true)",
+          R"("kind":"cancel")"})
+        control->deliver(wire(fields));
     const std::vector<std::string> expected = {
-        "move samples=1 dx=3 dy=4",        "scroll x=0 y=-12.5 phase=began",
-        "click right=false continuing=none", "key code=6 modifiers=0x120000",
-        "type Hello, 世界",                  "drag held=true continuing=false",
-        "releaseShortcut",                 "releaseAll",
+        "move samples=1 dx=3 dy=4",
+        "scroll x=0 y=-12.5 phase=began",
+        "click right=false continuing=none",
+        "key code=6 modifiers=0x120000",
+        "type Hello, 世界",
+        "drag held=true continuing=false",
+        "releaseShortcut",
+        "releaseAll",
     };
     EXPECT_EQ(m_input.calls(), expected);
     EXPECT_FALSE(control->last(Kind::failure));
@@ -225,13 +213,13 @@ TEST_F(Session, aHeartbeatGapOverFourSecondsOrEitherChannelLostDropsTheControlle
 }
 
 TEST_F(Session, aLinkThatHasNotBoundByItsDeadlineIsClosed) {
-    FakeLink& idle = connect();
-    FakeLink& control = connect();
-    control.deliver(hello("control"));
+    auto* idle = new FakeLink; // says nothing
+    m_reception.receive(idle);
+    FakeLink& control = connect(hello("control"));
     m_clock.advance(LinkReception::kBindDeadline - 0.01);
-    EXPECT_FALSE(idle.isClosed());
+    EXPECT_FALSE(idle->isClosed());
     m_clock.advance(0.02);
-    EXPECT_EQ(idle.closeReason, QStringLiteral("会话握手超时"));
+    EXPECT_EQ(idle->closeReason, QStringLiteral("会话握手超时"));
     EXPECT_FALSE(control.isClosed());
 }
 
@@ -241,8 +229,7 @@ TEST_F(Session, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) {
     EXPECT_EQ(m_input.count("beginShortcut code=49 modifiers=0xc0000 mode=hold"), 1u);
     EXPECT_FALSE(control->last(Kind::voiceReady));
     m_clock.advance(m_hostSettings.prepDelay());
-    ASSERT_TRUE(control->last(Kind::voiceReady));
-    EXPECT_EQ(control->last(Kind::voiceReady)->session, utterance);
+    EXPECT_EQ(control->last(Kind::voiceReady), withSession(Kind::voiceReady));
 
     // While speaking, other control messages are dropped unanswered, whatever session they name.
     WireMessage move = withSession(Kind::move);
@@ -254,7 +241,7 @@ TEST_F(Session, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) {
     audio->deliver(withSession(Kind::voiceEnd, 2));
     EXPECT_FALSE(control->last(Kind::voiceDone)) << "answered before the audio was played";
     m_clock.advance(1.0);
-    ASSERT_TRUE(control->last(Kind::voiceDone));
+    EXPECT_EQ(control->last(Kind::voiceDone), withSession(Kind::voiceDone));
     EXPECT_EQ(m_audio.receivedSamples(), 14'400);
     EXPECT_EQ(m_input.count("releaseShortcut"), 1u);
     EXPECT_EQ(m_input.count("move"), 0u);
@@ -271,9 +258,9 @@ TEST_F(Session, aBrokenUtteranceFailsWithItsSessionAndLatePacketsAreDropped) {
     auto [control, audio] = bind();
     control->deliver(withSession(Kind::voiceBegin));
     audio->deliver(withSession(Kind::audio, 1, 100)); // packet 0 never came
-    ASSERT_TRUE(control->last(Kind::failure));
-    EXPECT_EQ(failure(*control), "音频分包序号异常，请重试");
-    EXPECT_EQ(control->last(Kind::failure)->session, utterance);
+    WireMessage outOfOrder = withSession(Kind::failure);
+    outOfOrder.text = "音频分包序号异常，请重试";
+    EXPECT_EQ(control->last(Kind::failure), outOfOrder);
     EXPECT_EQ(m_issue, QStringLiteral("音频分包序号异常，请重试"));
     EXPECT_GE(m_input.count("releaseAll"), 1u);
     EXPECT_FALSE(audio->isClosed());
