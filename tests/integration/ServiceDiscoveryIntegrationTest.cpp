@@ -15,8 +15,7 @@
 namespace quillvane {
 namespace {
 
-using testing_support::waitForBrowsed;
-using testing_support::waitUntil;
+using namespace testing_support;
 
 class ServiceDiscoveryIntegration : public testing_support::IntegrationTest {
 protected:

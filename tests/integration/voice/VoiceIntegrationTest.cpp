@@ -32,8 +32,7 @@
 namespace quillvane {
 namespace {
 
-using testing_support::runTool;
-using testing_support::waitUntil;
+using namespace testing_support;
 using Kind = WireMessage::Kind;
 
 constexpr int kGenerousMs = 20'000;
@@ -136,7 +135,7 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return m_pulse->hasSnapshot(); }, kGenerousMs));
         m_host->installMicrophone();
         ASSERT_TRUE(microphoneReady()) << m_host->microphoneState().message();
-        m_phone = std::make_unique<testing_support::PhoneClient>(*m_host->profile(), m_host->port());
+        m_phone = std::make_unique<PhoneClient>(*m_host->profile(), m_host->port());
         ASSERT_TRUE(m_phone->bind());
         // The phone's heartbeat keeps the session past the host's four seconds.
         m_phone->startHeartbeats();
@@ -212,7 +211,7 @@ protected:
 
     QTemporaryDir m_dir;
     std::unique_ptr<QProcess> m_server;
-    testing_support::X11TestClient m_client;
+    X11TestClient m_client;
     std::unique_ptr<InputBackend> m_backend = makeX11Backend();
     InputController m_input{*m_backend, uptimeSeconds, [] { return 0.5; }};
     std::unique_ptr<QSettings> m_settings;
@@ -221,7 +220,7 @@ protected:
     std::unique_ptr<AudioOutput> m_audio;
     std::unique_ptr<VirtualMicrophone> m_microphone;
     std::unique_ptr<HostModel> m_host;
-    std::unique_ptr<testing_support::PhoneClient> m_phone;
+    std::unique_ptr<PhoneClient> m_phone;
 
     std::unique_ptr<QProcess> m_recorder;
     QByteArray m_pending;

@@ -17,11 +17,7 @@
 namespace quillvane {
 namespace {
 
-using testing_support::CompositorProcess;
-using testing_support::TextFieldWindow;
-using testing_support::WevEvent;
-using testing_support::WevRecorder;
-using testing_support::named;
+using namespace testing_support;
 using Events = std::vector<WevEvent>;
 
 class KWinBackendTest : public testing_support::IntegrationTest {
@@ -71,27 +67,26 @@ TEST_F(KWinBackendTest, theControllerDrivesTheWindowFromWhereThePointerIsAndNoth
         mouse->flush();
     };
     {
-        testing_support::BackendHost session(*m_backend);
-        testing_support::expectTheControllerDrivesTheWindow(session, *m_wev, userMoves, "Hi!");
-        EXPECT_TRUE(testing_support::controllerDeathLetsGo(
-            session, [&] { return testing_support::heldAfter(m_wev->events()); }));
+        BackendHost session(*m_backend);
+        expectTheControllerDrivesTheWindow(session, *m_wev, userMoves, "Hi!");
+        EXPECT_TRUE(controllerDeathLetsGo(session, [&] { return heldAfter(m_wev->events()); }));
     }
-    EXPECT_TRUE(testing_support::stoppingTheBackendLetsGo(m_backend, *m_wev));
+    EXPECT_TRUE(stoppingTheBackendLetsGo(m_backend, *m_wev));
 }
 
 TEST_F(KWinBackendTest, textOfAnyScriptArrivesAndTheUsersClipboardIsKept) {
     TextFieldWindow field("kwin-test");
-    testing_support::BackendHost session(*m_backend);
-    testing_support::expectTextArrivesAndTheUsersCopyIsKept(session, field, true);
+    BackendHost session(*m_backend);
+    expectTextArrivesAndTheUsersCopyIsKept(session, field, true);
 }
 
 // KWin chosen where it is the session's compositor; a KWin that goes away takes the backend's
 // right to post with it, and says so; refused, with the step that fixes it, where KWin's
 // desktop-entry check stands.
 TEST_F(KWinBackendTest, chosenUnderKWinLostWithItAndRefusedWhenNotStartedFromItsEntry) {
-    EXPECT_EQ(testing_support::backendChosenWithoutX(), "kwin");
+    EXPECT_EQ(backendChosenWithoutX(), "kwin");
     s_kwin->stop();
-    EXPECT_TRUE(testing_support::waitUntil([&] { return !m_backend->canPost(); }, 5000));
+    EXPECT_TRUE(waitUntil([&] { return !m_backend->canPost(); }, 5000));
     EXPECT_NE(m_backend->unavailableReason().find("经 KWin 发送输入已停止"), std::string::npos)
         << m_backend->unavailableReason();
 

@@ -23,14 +23,7 @@
 namespace quillvane {
 namespace {
 
-using testing_support::BackendHost;
-using testing_support::CompositorProcess;
-using testing_support::TextFieldWindow;
-using testing_support::WevEvent;
-using testing_support::WevRecorder;
-using testing_support::buttonStates;
-using testing_support::described;
-using testing_support::named;
+using namespace testing_support;
 using Events = std::vector<WevEvent>;
 
 constexpr const char* socketName = "mutter-test";
@@ -71,7 +64,7 @@ protected:
         // Mutter's socket comes before its names on the bus; the backend opens its session when
         // the remote desktop name appears.
         m_backend = makeMutterBackend();
-        ASSERT_TRUE(testing_support::waitUntil([&] { return m_backend->canPost(); }, 15000))
+        ASSERT_TRUE(waitUntil([&] { return m_backend->canPost(); }, 15000))
             << m_backend->unavailableReason();
         ASSERT_EQ(m_backend->displays(), (std::vector<DisplayRect>{{0, 0, 1024, 768}}));
     }
@@ -88,7 +81,7 @@ protected:
         m_wev = std::make_unique<WevRecorder>(socketName);
         ASSERT_TRUE(m_wev->waitForKeyboardFocus()) << "wev never got the keyboard";
         m_mouse = makeMutterBackend();
-        ASSERT_TRUE(testing_support::waitUntil([&] { return m_mouse->canPost(); }, 15000));
+        ASSERT_TRUE(waitUntil([&] { return m_mouse->canPost(); }, 15000));
         m_mouse->moveBy({-5000, -5000});
         for (int i = 0; i < 60 && !WevRecorder::hasEvent(m_wev->events(), "wl_pointer", "enter");
              ++i) {
@@ -115,11 +108,11 @@ protected:
 TEST_F(MutterBackendTest, textOfAnyScriptArrivesTheClipboardIsKeptAndWhatCannotFailsVisibly) {
     TextFieldWindow field(socketName);
     BackendHost session(*m_backend);
-    testing_support::expectTextArrivesAndTheUsersCopyIsKept(session, field, false);
+    expectTextArrivesAndTheUsersCopyIsKept(session, field, false);
 
     session.send("text a\ab");
     const std::string reason = "无法在这个桌面输入文字中的字符";
-    EXPECT_TRUE(testing_support::waitUntil([&] {
+    EXPECT_TRUE(waitUntil([&] {
         return session.controllerOutput().find(reason) != std::string::npos;
     })) << session.controllerOutput();
     EXPECT_EQ(session.host().issue().toStdString(), reason);
@@ -130,7 +123,7 @@ TEST_F(MutterBackendTest, textOfAnyScriptArrivesTheClipboardIsKeptAndWhatCannotF
 // issue goes.
 TEST_F(MutterBackendTest, chosenUnderGnomeAndALostSessionIsReportedAndMadeAgain) {
     // Chosen where Mutter is the session's compositor and there is no X server.
-    EXPECT_EQ(testing_support::backendChosenWithoutX(), "mutter");
+    EXPECT_EQ(backendChosenWithoutX(), "mutter");
     BackendHost session(*m_backend);
     session.input().setDrag(true, false);
     std::ifstream pidFile(std::string(std::getenv("XDG_RUNTIME_DIR")) + "/" + socketName + ".pid");
@@ -140,12 +133,12 @@ TEST_F(MutterBackendTest, chosenUnderGnomeAndALostSessionIsReportedAndMadeAgain)
     kill(pid, SIGKILL);
     // Waited for by its words: another test may stop avahi-daemon meanwhile, and its issue too
     // would be the host's.
-    EXPECT_TRUE(testing_support::waitUntil([&] {
+    EXPECT_TRUE(waitUntil([&] {
         return session.host().issue().toStdString().find("GNOME") != std::string::npos;
     }, 10000)) << session.host().issue().toStdString();
     EXPECT_FALSE(session.input().dragging());
 
-    ASSERT_TRUE(testing_support::waitUntil([&] { return !session.host().hasIssue(); }, 15000))
+    ASSERT_TRUE(waitUntil([&] { return !session.host().hasIssue(); }, 15000))
         << session.host().issue().toStdString();
     ASSERT_TRUE(s_mutter->waitUntilReady()) << s_mutter->output();
     openWev();
@@ -166,12 +159,10 @@ TEST_F(MutterBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
         m_mouse->moveBy(delta);
         m_mouse->flush();
     };
-    const Events events =
-        testing_support::expectTheControllerDrivesTheWindow(session, *m_wev, userMoves, "€");
+    const Events events = expectTheControllerDrivesTheWindow(session, *m_wev, userMoves, "€");
     const auto sources = named(events, "axis_source");
     EXPECT_TRUE(!sources.empty() && sources[0].fields.find("finger") != std::string::npos);
-    EXPECT_TRUE(testing_support::controllerDeathLetsGo(
-        session, [&] { return testing_support::heldAfter(m_wev->events()); }));
+    EXPECT_TRUE(controllerDeathLetsGo(session, [&] { return heldAfter(m_wev->events()); }));
 }
 
 } // namespace

@@ -18,16 +18,7 @@
 namespace quillvane {
 namespace {
 
-using testing_support::BackendHost;
-using testing_support::CompositorProcess;
-using testing_support::WevEvent;
-using testing_support::WevRecorder;
-using testing_support::buttonStates;
-using testing_support::controllerDeathLetsGo;
-using testing_support::heldAfter;
-using testing_support::stoppingTheBackendLetsGo;
-using testing_support::described;
-using testing_support::named;
+using namespace testing_support;
 using Events = std::vector<WevEvent>;
 
 constexpr const char* socketName = "sway-test";
@@ -83,14 +74,14 @@ TEST_F(WlrootsBackendTest, aLostCompositorIsReportedAndFoundAgain) {
     s_sway.reset();
     // Waited for by its words: another test may stop avahi-daemon meanwhile, and its issue too
     // would be the host's.
-    EXPECT_TRUE(testing_support::waitUntil([&] {
+    EXPECT_TRUE(waitUntil([&] {
         return session.host().issue().toStdString().find("经 Wayland 混成器发送输入已停止") != std::string::npos;
     }, 10000)) << session.host().issue().toStdString();
     EXPECT_FALSE(session.input().dragging());
 
     s_sway = std::make_unique<CompositorProcess>("sway", socketName);
     ASSERT_TRUE(s_sway->waitUntilReady()) << s_sway->output();
-    ASSERT_TRUE(testing_support::waitUntil([&] { return !session.host().hasIssue(); }, 10000))
+    ASSERT_TRUE(waitUntil([&] { return !session.host().hasIssue(); }, 10000))
         << session.host().issue().toStdString();
     m_wev = std::make_unique<WevRecorder>(socketName);
     ASSERT_TRUE(m_wev->waitForKeyboardFocus());
@@ -111,8 +102,8 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
     const auto userMoves = [](TrackpadVector delta) {
         swaymsg(QStringLiteral("seat seat0 cursor move %1 %2").arg(delta.x).arg(delta.y));
     };
-    const Events events = testing_support::expectTheControllerDrivesTheWindow(
-        *session, *m_wev, userMoves, "Hello, 世界 👋");
+    const Events events =
+        expectTheControllerDrivesTheWindow(*session, *m_wev, userMoves, "Hello, 世界 👋");
     const auto sources = named(events, "axis_source");
     const auto stops = named(events, "axis_stop");
     EXPECT_TRUE(!sources.empty() && sources[0].fields.find("finger") != std::string::npos);
@@ -124,7 +115,7 @@ TEST_F(WlrootsBackendTest, theControllerDrivesTheWindowFromWhereThePointerIs) {
 
     // Chosen where sway is the session's compositor and there is no X server; without a
     // compositor of ours, X alone is posted to through XTest.
-    EXPECT_EQ(testing_support::backendChosenWithoutX(), "wlroots");
+    EXPECT_EQ(backendChosenWithoutX(), "wlroots");
     unsetenv("WAYLAND_DISPLAY");
     EXPECT_EQ(chooseInputBackend(compiledInputBackends(), "")->name(), "x11");
 }

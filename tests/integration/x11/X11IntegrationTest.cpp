@@ -24,9 +24,7 @@
 namespace quillvane {
 namespace {
 
-using testing_support::BackendHost;
-using testing_support::waitUntil;
-using testing_support::X11TestClient;
+using namespace testing_support;
 using Strings = std::vector<std::string>;
 
 class X11BackendTest : public testing_support::IntegrationTest {
@@ -104,7 +102,7 @@ TEST_F(InputSession, clicksAndKeysReachTheWindowADragHoldsTheButtonAndADyingCont
     EXPECT_EQ(m_client.described(6),
               (Strings{"+Control_L", "+Shift_L", "+Z", "-Z", "-Shift_L", "-Control_L"}));
     EXPECT_TRUE(nothingMore()) << "the click pressed a button of its own";
-    EXPECT_TRUE(testing_support::controllerDeathLetsGo(*m_session, [&] { return m_client.held(); }));
+    EXPECT_TRUE(controllerDeathLetsGo(*m_session, [&] { return m_client.held(); }));
 }
 
 // Recorded gestures replayed in real time through the controller's recognisers.
