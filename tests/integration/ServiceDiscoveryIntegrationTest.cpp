@@ -17,30 +17,7 @@ namespace {
 
 using namespace testing_support;
 
-class ServiceDiscoveryIntegration : public testing_support::IntegrationTest {
-protected:
-    void SetUp() override {
-        IntegrationTest::SetUp();
-        QObject::connect(&m_advertiser, &ServiceAdvertiser::registered, &m_advertiser,
-                         [this](const QString& name) { m_registered.push_back(name); });
-        QObject::connect(&m_advertiser, &ServiceAdvertiser::failed, &m_advertiser,
-                         [this](const QString& reason) { m_failure = reason; });
-    }
-
-    // Publishes a fresh id and waits for the `registered` signal; returns the id's text.
-    QString publish(quint16 port) {
-        const Uuid id = randomUuid();
-        const std::size_t before = m_registered.size();
-        m_advertiser.publish(ServiceDiscovery::advertisement(id), port);
-        EXPECT_TRUE(waitUntil([&] { return m_registered.size() > before; }))
-            << "no registration; last failure: " << m_failure.toStdString();
-        return QString::fromStdString(id.toString());
-    }
-
-    ServiceAdvertiser m_advertiser;
-    std::vector<QString> m_registered;
-    QString m_failure;
-};
+using ServiceDiscoveryIntegration = IntegrationTest;
 
 // One advertiser publishes an id, then a new one in its place, then withdraws: avahi-browse and
 // our own ServiceBrowser see each step.
@@ -53,9 +30,25 @@ TEST_F(ServiceDiscoveryIntegration, theIdIsListedAsNameAndInTheTxtUntilReplacedO
     QObject::connect(&browser, &ServiceBrowser::serviceRemoved, &browser,
                      [&](const QString& name) { removed.push_back(name); });
     browser.start();
+    ServiceAdvertiser advertiser;
+    std::vector<QString> registered;
+    QString failure;
+    QObject::connect(&advertiser, &ServiceAdvertiser::registered, &advertiser,
+                     [&](const QString& name) { registered.push_back(name); });
+    QObject::connect(&advertiser, &ServiceAdvertiser::failed, &advertiser,
+                     [&](const QString& reason) { failure = reason; });
+    // Publishes a fresh id and waits for the `registered` signal; the id's text.
+    const auto publish = [&](quint16 port) {
+        const Uuid id = randomUuid();
+        const std::size_t before = registered.size();
+        advertiser.publish(ServiceDiscovery::advertisement(id), port);
+        EXPECT_TRUE(waitUntil([&] { return registered.size() > before; }))
+            << "no registration; last failure: " << failure.toStdString();
+        return QString::fromStdString(id.toString());
+    };
 
     const QString id = publish(45678);
-    EXPECT_EQ(m_registered.back(), id);
+    EXPECT_EQ(registered.back(), id);
     const auto browsed = waitForBrowsed(id);
     ASSERT_TRUE(browsed);
     EXPECT_EQ(browsed->port, 45678);
@@ -75,11 +68,11 @@ TEST_F(ServiceDiscoveryIntegration, theIdIsListedAsNameAndInTheTxtUntilReplacedO
                                           *Uuid::parse(id.toStdString())));
 
     const QString newId = publish(40002);
-    EXPECT_EQ(m_registered.back(), newId);
+    EXPECT_EQ(registered.back(), newId);
     EXPECT_TRUE(waitForBrowsed(newId));
     EXPECT_FALSE(waitForBrowsed(id, false)) << "the replaced id is still advertised";
 
-    m_advertiser.withdraw();
+    advertiser.withdraw();
     EXPECT_TRUE(waitUntil([&] { return std::ranges::count(removed, newId) == 1; }));
     EXPECT_FALSE(waitForBrowsed(newId, false)) << "a withdrawn service is still advertised";
 }
