@@ -38,9 +38,8 @@ public:
     DeviceReader() {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
         while (!m_device && std::chrono::steady_clock::now() < deadline) {
+            // Nodes that are not evdev ones (mice) libevdev refuses.
             for (const auto& entry : std::filesystem::directory_iterator("/dev/input")) {
-                if (!entry.path().filename().string().starts_with("event"))
-                    continue;
                 const int fd = open(entry.path().c_str(), O_RDONLY | O_NONBLOCK);
                 libevdev* device = nullptr;
                 if (fd >= 0 && libevdev_new_from_fd(fd, &device) == 0 &&
@@ -49,8 +48,7 @@ public:
                     m_device = device;
                     break;
                 }
-                if (device)
-                    libevdev_free(device);
+                libevdev_free(device); // nothing for a null device
                 if (fd >= 0)
                     close(fd);
             }
@@ -59,8 +57,7 @@ public:
         }
     }
     ~DeviceReader() {
-        if (m_device)
-            libevdev_free(m_device);
+        libevdev_free(m_device);
         if (m_fd >= 0)
             close(m_fd);
     }
