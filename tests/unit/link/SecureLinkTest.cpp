@@ -85,7 +85,7 @@ public:
     }
 
     quint16 port() const { return m_listener.serverPort(); }
-    SecureLink* link() const { return m_link.get(); }
+    SecureLink& link() const { return *m_link; }
 
     // Waits until `condition` holds; gives up as soon as the link closed.
     bool waitFor(const std::function<bool()>& condition) {
@@ -148,12 +148,12 @@ std::unique_ptr<QSslSocket> pskClient(quint16 port) {
 }
 
 // A link that finished its handshake with an in-process client, which collects what it receives.
-struct ReadyPair {
+struct ReadyPair : LinkHarness {
     explicit ReadyPair(std::chrono::milliseconds deadline = SecureLink::kReadyDeadline,
-                       std::function<void(SecureLink&)> afterStart = {})
-        : harness(deadline) {
-        harness.afterStart = std::move(afterStart);
-        client = pskClient(harness.port());
+                       std::function<void(SecureLink&)> onStart = {})
+        : LinkHarness(deadline) {
+        afterStart = std::move(onStart);
+        client = pskClient(port());
         QObject::connect(client.get(), &QSslSocket::readyRead, client.get(), [this] {
             const QByteArray bytes = client->readAll();
             for (auto& message :
@@ -162,17 +162,15 @@ struct ReadyPair {
                 received.push_back(std::move(message));
         });
         // The client finishes its handshake a moment after the link does.
-        ready = harness.waitForReady() &&
+        ready = waitForReady() &&
                 testing_support::waitUntil([&] { return client->isEncrypted(); }, kGenerousMs);
     }
 
-    SecureLink& link() const { return *harness.link(); }
     bool clientDisconnected() const {
         return testing_support::waitUntil(
             [&] { return client->state() == QAbstractSocket::UnconnectedState; }, kGenerousMs);
     }
 
-    LinkHarness harness;
     std::unique_ptr<QSslSocket> client;
     FrameDecoder decoder;
     std::vector<WireMessage> received;
@@ -225,9 +223,9 @@ TEST(SecureLink, closesOnAFrameItCannotTakeAndDeliversNoneOfItsChunk) {
     ReadyPair pair;
     ASSERT_TRUE(pair.ready);
     pair.client->write(frameOf(sizedMessage(41)) + rawFrame(newer.size(), newer));
-    ASSERT_TRUE(pair.harness.waitForClose());
-    EXPECT_EQ(pair.harness.closeReason(), QStringLiteral("两端协议版本不一致，请更新应用"));
-    EXPECT_TRUE(pair.harness.messages.empty());
+    ASSERT_TRUE(pair.waitForClose());
+    EXPECT_EQ(pair.closeReason(), QStringLiteral("两端协议版本不一致，请更新应用"));
+    EXPECT_TRUE(pair.messages.empty());
     EXPECT_TRUE(pair.clientDisconnected());
 }
 
@@ -240,11 +238,11 @@ TEST(SecureLink, sendsOnlyWhileReadyOutlivesTheDeadlineAndReportsOneClose) {
     testing_support::runFor(std::chrono::milliseconds(1500));
     pair.link().send(sizedMessage(42));
     ASSERT_TRUE(testing_support::waitUntil([&] { return !pair.received.empty(); }, kGenerousMs));
-    EXPECT_TRUE(pair.harness.closes.empty());
+    EXPECT_TRUE(pair.closes.empty());
 
     pair.link().close();
     pair.link().close(QStringLiteral("second"));
-    EXPECT_EQ(pair.harness.closes, std::vector<std::optional<QString>>{std::nullopt});
+    EXPECT_EQ(pair.closes, std::vector<std::optional<QString>>{std::nullopt});
     EXPECT_FALSE(pair.link().onReady || pair.link().onMessage || pair.link().onClose);
     pair.link().send(sizedMessage(43));
     EXPECT_TRUE(pair.clientDisconnected());
@@ -255,7 +253,7 @@ TEST(SecureLink, closeInsideOnMessageStopsDelivery) {
     ReadyPair pair;
     ASSERT_TRUE(pair.ready);
     pair.link().onMessage = [&](const WireMessage& message) {
-        pair.harness.messages.push_back(message);
+        pair.messages.push_back(message);
         pair.link().close(QStringLiteral("handled"));
     };
     // The small frames share one record with the first; the large ones arrive in later reads.
@@ -264,11 +262,10 @@ TEST(SecureLink, closeInsideOnMessageStopsDelivery) {
     for (int i = 0; i < 4; ++i)
         bytes += frameOf(sizedMessage(40000));
     pair.client->write(bytes);
-    ASSERT_TRUE(pair.harness.waitForClose());
+    ASSERT_TRUE(pair.waitForClose());
     testing_support::runFor(std::chrono::milliseconds(100));
-    EXPECT_EQ(pair.harness.messages, std::vector{sizedMessage(41)});
-    EXPECT_EQ(pair.harness.closes,
-              (std::vector<std::optional<QString>>{QStringLiteral("handled")}));
+    EXPECT_EQ(pair.messages, std::vector{sizedMessage(41)});
+    EXPECT_EQ(pair.closes, (std::vector<std::optional<QString>>{QStringLiteral("handled")}));
 }
 
 TEST(SecureLink, deliversAFinalChunkBeforeClosing) {
@@ -276,15 +273,15 @@ TEST(SecureLink, deliversAFinalChunkBeforeClosing) {
     ASSERT_TRUE(pair.ready);
     std::vector<std::size_t> seenAtClose;
     pair.link().onClose = [&](const std::optional<QString>& reason) {
-        seenAtClose.push_back(pair.harness.messages.size());
-        pair.harness.closes.push_back(reason);
+        seenAtClose.push_back(pair.messages.size());
+        pair.closes.push_back(reason);
     };
     pair.client->write(frameOf(sizedMessage(41)) + frameOf(sizedMessage(42)));
     pair.client->disconnectFromHost();
-    ASSERT_TRUE(pair.harness.waitForClose());
-    EXPECT_EQ(pair.harness.messages, (std::vector{sizedMessage(41), sizedMessage(42)}));
+    ASSERT_TRUE(pair.waitForClose());
+    EXPECT_EQ(pair.messages, (std::vector{sizedMessage(41), sizedMessage(42)}));
     EXPECT_EQ(seenAtClose, std::vector<std::size_t>{2});
-    EXPECT_EQ(pair.harness.closeReason(), QStringLiteral("连接已关闭"));
+    EXPECT_EQ(pair.closeReason(), QStringLiteral("连接已关闭"));
 }
 
 TEST(SecureLink, allowsExactlyTheOutstandingCapAndDropsAPeerThatStopsReading) {
@@ -293,7 +290,7 @@ TEST(SecureLink, allowsExactlyTheOutstandingCapAndDropsAPeerThatStopsReading) {
     // The client takes at most this much and then leaves the rest in the kernel.
     client->setReadBufferSize(4096);
     ASSERT_TRUE(harness.waitForReady());
-    SecureLink& link = *harness.link();
+    SecureLink& link = harness.link();
     ASSERT_TRUE(testing_support::waitUntil([&] { return link.outstanding() == 0; }, kGenerousMs));
     for (int i = 0; i < 4; ++i)
         link.send(sizedMessage(SecureLink::kMaximumOutstanding / 4));
