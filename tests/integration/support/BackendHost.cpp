@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <map>
 
+#include <linux/input-event-codes.h>
+
 #include "InputBackends.h"
 #include "Random.h"
 #include "Uptime.h"
@@ -126,7 +128,10 @@ std::vector<WevEvent> expectTheControllerDrivesTheWindow(
     EXPECT_TRUE(wev.waitFor([&](const Events& events) { return typed(events) == text + "a"; }))
         << "wev saw:\n" << described(wev.events());
     const Events events = wev.events();
-    EXPECT_TRUE(isOneLeftClick(events)) << described(events);
+    // One left click.
+    EXPECT_EQ(buttonStates(events), (std::vector{1, 0})) << described(events);
+    for (const auto& button : named(events, "button"))
+        EXPECT_EQ(button.number("button"), BTN_LEFT);
     // Down the page and to the right are positive on Wayland, where a Mac's positive pixels move
     // the view up and to the left.
     std::map<int, double> scrolled;

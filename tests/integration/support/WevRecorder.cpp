@@ -1,8 +1,6 @@
 #include "WevRecorder.h"
 
 #include <cstdlib>
-
-#include <linux/input-event-codes.h>
 #include <map>
 #include <regex>
 
@@ -143,13 +141,6 @@ std::string described(const std::vector<WevEvent>& events) {
     for (const auto& event : events)
         text += event.interface + " " + event.name + ": " + event.fields + "\n";
     return text;
-}
-
-bool isOneLeftClick(const std::vector<WevEvent>& events) {
-    const auto buttons = named(events, "button");
-    return buttons.size() == 2 && buttons[0].number("button") == BTN_LEFT &&
-           buttons[1].number("button") == BTN_LEFT && buttons[0].number("state") == 1 &&
-           buttons[1].number("state") == 0;
 }
 
 } // namespace quillvane::testing_support

@@ -65,8 +65,6 @@ private:
 
 // The events of one name ("motion", "button"), in order.
 std::vector<WevEvent> named(const std::vector<WevEvent>& events, const std::string& name);
-// Whether the buttons among `events` are exactly one left press followed by its release.
-bool isOneLeftClick(const std::vector<WevEvent>& events);
 // "+125" for a press of evdev key 125, "-125" for its release (wev shows XKB codes, evdev + 8).
 std::vector<std::string> keyChanges(const std::vector<WevEvent>& events);
 // The state of each button event in order: 1 pressed, 0 released.

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "InputBackends.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/BackendHost.h"
 #include "integration/support/CompositorProcess.h"

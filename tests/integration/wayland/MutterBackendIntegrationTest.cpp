@@ -12,7 +12,6 @@
 
 #include <QProcess>
 
-#include "InputBackends.h"
 #include "integration/IntegrationTest.h"
 #include "integration/support/BackendHost.h"
 #include "integration/support/CompositorProcess.h"
