@@ -116,7 +116,7 @@ std::vector<WevEvent> expectTheControllerDrivesTheWindow(
                                                             "scroll 0 0 ended", "key 6 1179648",
                                                             "text " + text, "key 0"})
         session.send(line);
-    // What the key presses after the shortcut's type.
+    // The text that the key presses after the shortcut's six type.
     const auto typed = [](const Events& events) {
         std::string typed;
         const auto keys = named(events, "key");
