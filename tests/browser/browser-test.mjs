@@ -403,6 +403,7 @@ test('a computer whose proof is wrong (here, altered on its way) is left, and th
 });
 
 test('SIGTERM stops the program cleanly; the page reconnects by itself when it comes back, on the same port', async () => {
+    assert.equal(host.exitCode, null, 'the program was already gone');
     host.kill('SIGTERM');
     assert.deepEqual(await once(host, 'close'), [0, null]);
     assert.equal(host.lines.at(-1), 'Stopped.');

@@ -61,7 +61,7 @@ struct BrowsedService {
 // resolution, which can stall while another test's service comes and goes.
 inline std::optional<BrowsedService> waitForBrowsed(const QString& name, bool present = true) {
     std::optional<BrowsedService> found;
-    waitUntil(
+    const bool settled = waitUntil(
         [&] {
             const auto result =
                 runTool(QStringLiteral("avahi-browse"),
@@ -81,6 +81,10 @@ inline std::optional<BrowsedService> waitForBrowsed(const QString& name, bool pr
             return found.has_value() == present;
         },
         30000);
+    // Unsettled, an absence would pass unseen.
+    if (!settled)
+        ADD_FAILURE() << "avahi-browse never settled on " << name.toStdString()
+                      << (present ? " listed" : " gone");
     return found;
 }
 

@@ -79,4 +79,17 @@ TEST_F(HostKeyring, aKeyringThatCannotSaveIsTheIssueUntilARotationSaves) {
     EXPECT_EQ(m_test.keychain().load("host"), m_host->profile());
     PhoneClient phone(*m_host->profile(), m_host->port());
     EXPECT_TRUE(phone.bind());
+
+    // The program now runs with that pairing, and prints its link, which holds the key, only when
+    // asked to.
+    output.clear();
+    program.start(QStringLiteral(QUILLVANE_BIN_DIR "/quillvane"), {QStringLiteral("--headless")});
+    EXPECT_TRUE(testing_support::waitUntil([&] {
+        output += program.readAllStandardOutput();
+        return output.contains("Listening on port");
+    }, kGenerousMs)) << output.toStdString();
+    program.terminate();
+    ASSERT_TRUE(program.waitForFinished(kGenerousMs));
+    output += program.readAll();
+    EXPECT_FALSE(output.contains("quillvane://")) << output.toStdString();
 }

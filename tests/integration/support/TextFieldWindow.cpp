@@ -54,11 +54,13 @@ bool TextFieldWindow::copy(const std::string& text, bool pasteBack, int timeoutM
     m_copyRead = false;
     m_process->write(QByteArray::fromStdString("copy " + text + "\n"));
     QProcess paste;
-    return waitUntil([&] {
+    const bool read = waitUntil([&] {
         if (pasteBack && paste.state() == QProcess::NotRunning)
             paste.start(QStringLiteral("wl-paste"), {QStringLiteral("--no-newline")});
         return m_copyRead;
     }, timeoutMs);
+    paste.waitForFinished(timeoutMs);
+    return read;
 }
 
 std::string TextFieldWindow::waitForClipboard(const std::string& expected, int timeoutMs) {
