@@ -105,22 +105,10 @@ TEST_F(InputSession, clicksAndKeysReachTheWindowADragHoldsTheButtonAndADyingCont
     EXPECT_TRUE(controllerDeathLetsGo(*m_session, [&] { return m_client.held(); }));
 }
 
-// Recorded gestures replayed in real time through the controller's recognisers.
-TEST_F(InputSession, aReplayedFlickScrollsOnAfterTheLiftAndATapDragHoldsTheButtonThroughout) {
+// A recorded gesture replayed in real time through the controller's recognisers. (A flick's coast
+// is the browser test's, through the same recognisers built for the page.)
+TEST_F(InputSession, aReplayedTapDragHoldsTheButtonThroughAReTouch) {
     m_client.openWindow(0, 0, 1600, 600);
-    m_client.warpPointer(300, 200);
-    send("replay " QUILLVANE_TRACES "/flick.json");
-    // Fingers moving up carry the content up: wheel down, button 5. The fingers travel 216
-    // points in 0.15 s, some four 50-pixel steps; the coast adds more, later.
-    std::vector<unsigned long> wheel;
-    for (const auto& event : m_client.events(64, 4000)) {
-        EXPECT_TRUE(event.button == 5) << event.describe();
-        if (event.type == ButtonPress)
-            wheel.push_back(event.time);
-    }
-    ASSERT_GT(wheel.size(), 6u) << "the flick did not coast";
-    EXPECT_GE(wheel.back() - wheel.front(), 400u) << "the wheel stopped with the fingers";
-
     m_client.warpPointer(300, 200);
     send("replay " QUILLVANE_TRACES "/double-tap-drag.json");
     EXPECT_TRUE(m_client.pointerSatisfies(
