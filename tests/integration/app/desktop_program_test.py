@@ -67,35 +67,17 @@ class Desktop:
 
     def __init__(self, folder):
         self.processes = []
-        read, write = os.pipe()
-        self.start(["Xvfb", "-displayfd", str(write), "-screen", "0", "1024x800x24", "-nolisten",
-                    "tcp", "-nolock"], pass_fds=(write,))
-        os.close(write)
-        with os.fdopen(read) as display:
-            os.environ["DISPLAY"] = ":" + display.readline().strip()
         session = self.start([os.path.join(ARGS.services, "desktop"), os.path.join(folder, "desktop"),
                               "--no-tray"], stdout=subprocess.PIPE, text=True)
-        if session.stdout.readline().strip() != "ready":
+        ready, _, display = session.stdout.readline().strip().partition(" ")
+        if ready != "ready":
             raise RuntimeError("the desktop services did not come up")
+        os.environ["DISPLAY"] = display
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={folder}/desktop/bus"
-        # Its files and control socket apart from the keyring of scripts/test-env, which other
-        # tests use meanwhile.
-        keyring_home = os.path.join(folder, "keyring")
-        os.makedirs(keyring_home, mode=0o700)
-        keyring = self.start(["gnome-keyring-daemon", "--foreground", "--unlock",
-                              "--components=secrets"], stdin=subprocess.PIPE,
-                             env=dict(os.environ, XDG_DATA_HOME=keyring_home,
-                                      XDG_RUNTIME_DIR=keyring_home))
-        keyring.stdin.write(b"quillvane-test")
-        keyring.stdin.close()
         sound = os.path.join(folder, "sound")
         self.start([os.path.join(ARGS.services, "pulseaudio"), sound])
         os.environ["PULSE_SERVER"] = f"unix:{sound}/pulse/native"
         wait_until(lambda: os.path.exists(f"{sound}/pulse/native"), "the sound server")
-        wait_until(lambda: subprocess.run(
-            ["dbus-send", "--session", "--dest=org.freedesktop.secrets", "--print-reply",
-             "/org/freedesktop/secrets", "org.freedesktop.DBus.Peer.Ping"],
-            capture_output=True).returncode == 0, "the keyring")
 
     def start(self, command, **kwargs):
         kwargs.setdefault("stdout", subprocess.DEVNULL)
