@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
-#include <string>
 
 #include "fakes/RecordingInput.h"
 #include "fakes/TestHost.h"
@@ -27,12 +25,6 @@ protected:
         makeHost();
         ASSERT_TRUE(m_test.start()) << m_host->issue().toStdString();
     }
-    // Whether an input call so far begins with `prefix`.
-    bool recorded(const std::string& prefix) const {
-        return std::ranges::any_of(m_input.calls(),
-                                   [&](const std::string& call) { return call.starts_with(prefix); });
-    }
-
     RecordingInput m_input;
     TestHost m_test{m_input};
     HostModel* m_host = nullptr;

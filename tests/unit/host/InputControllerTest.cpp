@@ -95,18 +95,6 @@ TEST_F(InputControllerTest, refusalsGiveEachCallItsOwnTextAndPostNothing) {
     EXPECT_FALSE(input.shortcutActive());
 }
 
-TEST_F(InputControllerTest, aDragHoldsTheButtonAcrossMovesAndAClickOnlyEndsIt) {
-    backend.location = TrackpadVector{10, 10};
-    input.setDrag(true, false);
-    input.setDrag(true, false);
-    input.move({{5, 0}});
-    input.click(true, std::nullopt);
-    input.setDrag(false, false);
-    EXPECT_EQ(taken(), (Lines{"leftDown 10,10 click=1", "flush", "leftDragged 15,10 click=1",
-                              "flush", "leftUp 15,10 click=1", "flush"}));
-    EXPECT_FALSE(input.dragging());
-}
-
 TEST_F(InputControllerTest, modifiersGoDownBeforeTheKeyAndUpAfterItInReverse) {
     // Command+Shift+Z is this desktop's Control+Shift+Z.
     input.key(6, 0x120000);

@@ -140,7 +140,6 @@ TEST(PairingHistory, rescanningReplacesInPlaceAndRemovingTheSelectedLeavesNoneSe
 TEST(PairingHistoryStored, migratesASingleStoredProfileOnce) {
     const auto mac = profile(kStudioID, "Studio");
     const auto legacy = PairingHistory::decodeStored(mac.toJson());
-    EXPECT_TRUE(legacy.legacy);
     // It is the one profile, selected; rewritten in the current form, it reads back as it is.
     const std::string current = legacy.history.toJson();
     EXPECT_EQ(current,
