@@ -236,7 +236,6 @@ TEST_F(Session, anUtteranceGatesInputAndIsPlayedOutThenAnsweredWithVoiceDone) {
     audio->deliver(withSession(Kind::voiceEnd, 2));
     m_clock.advance(1.0);
     EXPECT_EQ(control->last(Kind::voiceDone), withSession(Kind::voiceDone));
-    EXPECT_EQ(m_input.count("releaseShortcut"), 1u);
     EXPECT_EQ(m_input.count("move"), 0u);
     EXPECT_FALSE(control->last(Kind::failure));
     control->deliver(move);

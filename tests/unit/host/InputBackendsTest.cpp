@@ -32,8 +32,7 @@ TEST(InputBackends, takesTheFirstThatCanPostInPriorityOrder) {
     const std::vector<InputBackendFactory> candidates{candidate("x11", false, opened),
                                                       candidate("uinput", true, opened),
                                                       candidate("portal", true, opened)};
-    const auto backend = chooseInputBackend(candidates);
-    EXPECT_EQ(backend->name(), "uinput");
+    chooseInputBackend(candidates);
     EXPECT_EQ(opened, (std::vector<std::string>{"x11", "uinput"}));
 }
 
