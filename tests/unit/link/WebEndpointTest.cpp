@@ -167,7 +167,7 @@ TEST_F(WebEndpointTest, servesOnlyThePageFilesWithAStrictPolicyOnAnEcdsaCertific
     EXPECT_TRUE(seen.contains(QStringLiteral("CN = Quillvane Test")));
 }
 
-TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMessages) {
+TEST_F(WebEndpointTest, aTokenPairsABrowserOnceAndOnlyAFreshProofOfAKnownBrowserPasses) {
     const QString token = m_registry.issueToken(m_now);
     auto page = answer([&](const QByteArray&) { return pairStep(token); });
     ASSERT_EQ(page->type(0), QStringLiteral("challenge"));
@@ -178,12 +178,8 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserThatThenProvesItselfAndSpeaksWireMess
     page->send(proof(id, secret, hostNonce));
     ASSERT_TRUE(page->awaitStep(3));
     ASSERT_EQ(page->type(2), QStringLiteral("proven"));
-    EXPECT_EQ(bytesAt(page->steps[2], "proof"), BrowserProof::host(secret, kPageNonce, hostNonce));
     ASSERT_EQ(m_links.size(), 1);
     EXPECT_TRUE(m_links[0]->isAuthenticated());
-    page->socket.sendTextMessage(QStringLiteral(R"({"kind":"heartbeat","version":1})"));
-    ASSERT_TRUE(testing_support::waitUntil([&] { return !m_received.empty(); }, kGenerousMs));
-    EXPECT_EQ(m_received[0].kind, WireMessage::Kind::heartbeat);
 
     // The same token again, a replayed proof on a new socket, and a revoked browser.
     auto again = answer([&](const QByteArray&) { return pairStep(token); });
