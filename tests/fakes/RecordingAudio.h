@@ -24,7 +24,6 @@ public:
           m_clock(clock ? *clock : *m_ownClock) {}
 
     void setDevices(std::vector<OutputDevice> devices) { m_devices = std::move(devices); }
-    std::int64_t receivedSamples() const { return m_receivedSamples; }
 
     std::vector<OutputDevice> devices() override { return m_devices; }
     void start(const OutputDevice& device) override {
@@ -44,7 +43,6 @@ public:
         if (!m_device || pcm.empty() || pcm.size() % 4 != 0 || pcm.size() > 19'200)
             throw PadError::invalid("音频数据或输出状态无效");
         const auto samples = static_cast<std::int64_t>(pcm.size() / 4);
-        m_receivedSamples += samples;
         ++m_queued;
         const double now = m_clock.now();
         m_busyUntil = std::max(m_busyUntil, now) + static_cast<double>(samples) / kSampleRate;
@@ -68,7 +66,6 @@ private:
     Clock& m_clock;
     std::vector<OutputDevice> m_devices;
     std::optional<OutputDevice> m_device;
-    std::int64_t m_receivedSamples = 0;
     std::int64_t m_queued = 0;
     double m_busyUntil = 0; // monotonic seconds at which the last queued packet ends
     std::uint64_t m_generation = 0;
