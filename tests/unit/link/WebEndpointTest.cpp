@@ -178,6 +178,8 @@ TEST_F(WebEndpointTest, aTokenPairsABrowserOnceAndOnlyAFreshProofOfAKnownBrowser
     page->send(proof(id, secret, hostNonce));
     ASSERT_TRUE(page->awaitStep(3));
     ASSERT_EQ(page->type(2), QStringLiteral("proven"));
+    // The computer's proof, checked here too: without it only a browser would notice a wrong one.
+    EXPECT_EQ(bytesAt(page->steps[2], "proof"), BrowserProof::host(secret, kPageNonce, hostNonce));
     ASSERT_EQ(m_links.size(), 1);
     EXPECT_TRUE(m_links[0]->isAuthenticated());
 
