@@ -116,7 +116,7 @@ void WebConnection::readAvailable() {
         case HttpRequestReader::State::reading:
             return;
         case HttpRequestReader::State::refused:
-            respond(m_reader.refusal(), "text/plain; charset=utf-8", reasonPhrase(m_reader.refusal()) + "\n", false);
+            refuse(m_reader.refusal());
             return;
         case HttpRequestReader::State::complete:
             handle(m_reader.request());
@@ -157,7 +157,7 @@ void WebConnection::handle(HttpRequest request) {
             return;
         }
         if (!fromOwnOrigin(request)) {
-            respond(403, "text/plain; charset=utf-8", "Forbidden\n", false);
+            refuse(403);
             return;
         }
         m_deadline.stop();
@@ -171,7 +171,7 @@ void WebConnection::handle(HttpRequest request) {
     // the stream says first only the page can read, but no other site opens links here either.
     if (target == QLatin1String("/link")) {
         if (request.header("origin") && !fromOwnOrigin(request)) {
-            respond(403, "text/plain; charset=utf-8", "Forbidden\n", false);
+            refuse(403);
             return;
         }
         m_deadline.stop();
@@ -186,7 +186,7 @@ void WebConnection::handle(HttpRequest request) {
     const bool keepAlive = --m_requestsLeft > 0 && !request.headerLists("connection", "close");
     // The pattern admits no slash, so nothing outside the root can be named.
     if (type.isEmpty() || !resource.open(QIODevice::ReadOnly)) {
-        respond(404, "text/plain; charset=utf-8", "Not Found\n", keepAlive);
+        refuse(404, keepAlive);
         return;
     }
     respond(200, type, resource.readAll(), keepAlive);
@@ -200,17 +200,21 @@ void WebConnection::handlePost(const HttpRequest& request, const QString& target
                                         static_cast<qsizetype>(m_reader.contentLength()));
     nextRequest();
     if (!fromOwnOrigin(request)) {
-        respond(403, "text/plain; charset=utf-8", "Forbidden\n", false);
+        refuse(403);
         return;
     }
     static const QRegularExpression link(QStringLiteral("^/link/([A-Za-z0-9_-]{22})$"));
     const auto match = link.match(target);
     if (!match.hasMatch() || !onPost || !onPost(match.captured(1), body)) {
-        respond(404, "text/plain; charset=utf-8", "Not Found\n", false);
+        refuse(404);
         return;
     }
     m_deadline.start(m_deadlineLength);
     respond(204, {}, {}, !request.headerLists("connection", "close"));
+}
+
+void WebConnection::refuse(int status, bool keepAlive) {
+    respond(status, "text/plain; charset=utf-8", reasonPhrase(status) + "\n", keepAlive);
 }
 
 void WebConnection::respond(int status, const QByteArray& type, const QByteArray& body, bool keepAlive) {

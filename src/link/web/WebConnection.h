@@ -52,6 +52,8 @@ private:
     bool fromOwnOrigin(const HttpRequest& request) const;
     void nextRequest();
     void respond(int status, const QByteArray& type, const QByteArray& body, bool keepAlive);
+    // A plain-text answer that is the status's own reason phrase.
+    void refuse(int status, bool keepAlive = false);
     void finish();
 
     std::unique_ptr<QSslSocket> m_socket;
