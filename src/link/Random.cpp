@@ -20,6 +20,13 @@ bool secureRandomBytes(std::span<std::uint8_t> bytes) {
     return true;
 }
 
+std::optional<QByteArray> randomBytes(qsizetype count) {
+    QByteArray bytes(count, '\0');
+    if (!secureRandomBytes({reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<std::size_t>(count)}))
+        return std::nullopt;
+    return bytes;
+}
+
 Uuid randomUuid() {
     Uuid::Bytes16 bytes{};
     if (!secureRandomBytes(bytes))

@@ -47,12 +47,12 @@ void BrowserLink::start() {
     if (m_started || m_closed)
         return;
     m_started = true;
-    m_hostNonce = QByteArray(BrowserProof::kNonceBytes, '\0');
-    if (!secureRandomBytes({reinterpret_cast<std::uint8_t*>(m_hostNonce.data()),
-                            static_cast<std::size_t>(m_hostNonce.size())})) {
+    const auto nonce = randomBytes(BrowserProof::kNonceBytes);
+    if (!nonce) {
         close(QStringLiteral("no randomness"));
         return;
     }
+    m_hostNonce = *nonce;
     m_proofTimer.start(kProofDeadline);
     QJsonObject challenge{{QStringLiteral("type"), QStringLiteral("challenge")},
                           {QStringLiteral("nonce"), base64(m_hostNonce)}};

@@ -14,13 +14,6 @@ namespace {
 
 constexpr auto kBase64Url = QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals;
 
-std::optional<QByteArray> randomBytes(int count) {
-    QByteArray bytes(count, '\0');
-    if (!secureRandomBytes({reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<std::size_t>(count)}))
-        return std::nullopt;
-    return bytes;
-}
-
 std::optional<QByteArray> decodedToken(const QString& text) {
     const auto decoded = QByteArray::fromBase64Encoding(text.toLatin1(), kBase64Url | QByteArray::AbortOnBase64DecodingErrors);
     if (!decoded || decoded.decoded.size() != BrowserRegistry::kTokenBytes)

@@ -123,12 +123,12 @@ void WebEndpoint::upgraded() {
 }
 
 void WebEndpoint::openStream(WebConnection* connection) {
-    QByteArray bytes(16, '\0');
-    if (!secureRandomBytes({reinterpret_cast<std::uint8_t*>(bytes.data()), static_cast<std::size_t>(bytes.size())})) {
+    const auto bytes = randomBytes(16);
+    if (!bytes) {
         connection->abort();
         return;
     }
-    const QString id = QString::fromLatin1(bytes.toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    const QString id = QString::fromLatin1(bytes->toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
     const QString userAgent = connection->userAgent();
     std::unique_ptr<QSslSocket> socket = connection->takeSocket();
     connection->deleteLater();
